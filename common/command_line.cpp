@@ -1,0 +1,233 @@
+#include "common/command_line.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <optional>
+#include <utility>
+
+#include "common/logging.h"
+#include "common/properties.h"
+#include "common/text.h"
+
+/// The build record of the program (text form of protocol-buffer messages), where it has one.
+extern "C" const char* getBuildInfo() __attribute__((weak));
+
+namespace quill
+{
+namespace
+{
+
+constexpr int kUsageMistake = 2;
+
+struct Description
+{
+    std::string summary;
+    std::vector<std::string> examples;
+};
+
+Description& description()
+{
+    static Description object;
+    return object;
+}
+
+/// A mistake on the command line: the first line names the culprit, the second what is valid.
+struct Mistake
+{
+    std::string culprit;
+    std::string valid;
+};
+
+using Settings = std::map<std::string, PropertyNode*>;
+
+/// The nodes that a property was declared for, by path.
+Settings declaredSettings()
+{
+    Settings settings;
+    propertyTree()->visitNodes([&settings](const std::string& path, PropertyNode& node) {
+        if (!node.defaultValue().isEmpty()) settings[path] = &node;
+    });
+    return settings;
+}
+
+std::vector<std::string> namesOf(const Settings& settings)
+{
+    std::vector<std::string> names;
+    for (const auto& [name, node] : settings) names.push_back(name);
+    return names;
+}
+
+struct Options
+{
+    std::vector<std::string> settings;
+    int verbose = 0;
+    int quiet = 0;
+    int logLevel = kDefaultLogLevel;
+    int logBreakLevel = kNoBreakLevel;
+    bool help = false;
+    bool version = false;
+};
+
+void declareOptions(CLI::App* app, Options* options)
+{
+    app->set_help_flag();
+    app->allow_extras();
+    app->add_option("-t", options->settings, "Give a setting a value; the last one given stands")
+        ->type_name("NAME=VALUE")
+        ->expected(1)
+        ->take_all()
+        ->allow_extra_args(false);
+    app->add_flag("-v", options->verbose, "Show more of the log, one level each time");
+    app->add_flag("-q", options->quiet, "Show less of the log, one level each time");
+    app->add_option("--log-level", options->logLevel,
+                    "Show the log up to this level: 2 failures, 3 warnings, 4 progress and "
+                    "results, 5 tracing, 6 bytes on the wire (default 4)")
+        ->type_name("N")
+        ->check(CLI::Range(0, 6).description(""));
+    app->add_option("--log-break-level", options->logBreakLevel,
+                    "Stop the program after a log record up to this level (default 0, never)")
+        ->type_name("N")
+        ->check(CLI::Range(0, 6).description(""));
+    app->add_flag("-h,--help", options->help, "Show this help and exit");
+    app->add_flag("--version", options->version, "Show the build record and exit");
+}
+
+std::string settingsHelp(const Settings& settings)
+{
+    size_t width = 0;
+    for (const auto& [name, node] : settings) width = std::max(width, name.size());
+    std::string text = "Settings:\n";
+    for (const auto& [name, node] : settings) {
+        const PropertyValue value = node->defaultValue();
+        text += "  " + name + std::string(width - name.size() + 2, ' ') + value.type()->typeName() +
+                "  (default " + (value.toString().empty() ? "empty" : value.toString()) + ")\n";
+    }
+    return text;
+}
+
+void printHelp(const CLI::App& app, const std::string& program, const Settings& settings)
+{
+    std::string text = description().summary + "\n\nUsage: " + program + " [OPTIONS]\n\nOptions:\n";
+    for (const CLI::Option* option : app.get_options())
+        text += CLI::Formatter().make_option(option, false);
+    text += "\n" + settingsHelp(settings) + "\nExamples:\n";
+    for (const auto& example : description().examples) text += "  " + example + "\n";
+    std::fputs(text.c_str(), stdout);
+}
+
+Mistake strayArgument(const CLI::App& app, const std::string& argument)
+{
+    if (argument.size() < 2 || argument[0] != '-')
+        return {"stray argument '" + argument + "'", "settings are given as -t NAME=VALUE"};
+    std::vector<std::string> names;
+    for (const CLI::Option* option : app.get_options())
+        names.push_back(option->get_lnames().empty() ? option->get_name()
+                                                     : "--" + option->get_lnames().front());
+    std::string valid = "valid options: " + names.front();
+    for (size_t i = 1; i < names.size(); ++i) valid += ", " + names[i];
+    return {"unknown option '" + argument + "': did you mean " + nearestText(argument, names) + "?",
+            valid};
+}
+
+std::optional<Mistake> parse(CLI::App* app, int argc, char** argv, bool strict)
+{
+    try {
+        app->parse(argc, argv);
+    } catch (const CLI::ArgumentMismatch& error) {
+        return Mistake{std::string("option without its value, ") + error.what(),
+                       "for example -t device=/dev/ttyUSB1"};
+    } catch (const CLI::ParseError& error) {
+        return Mistake{error.what(), "levels are numbers from 0 to 6"};
+    }
+    if (strict && app->remaining_size() > 0) return strayArgument(*app, app->remaining().front());
+    return std::nullopt;
+}
+
+/// Stores one NAME=VALUE as text on the setting's node.
+std::optional<Mistake> applySetting(const Settings& settings, const std::string& assignment)
+{
+    const size_t equals = assignment.find('=');
+    if (equals == std::string::npos)
+        return Mistake{"-t " + assignment + " has no '='", "settings are given as -t NAME=VALUE"};
+    const std::string name = assignment.substr(0, equals);
+    const std::string text = assignment.substr(equals + 1);
+
+    const auto found = settings.find(name);
+    if (found == settings.end()) {
+        const auto names = namesOf(settings);
+        std::string valid = "valid settings:";
+        for (const auto& each : names) valid += " " + each;
+        return Mistake{
+            "unknown setting '" + name + "': did you mean '" + nearestText(name, names) + "'?",
+            valid};
+    }
+    const PropertyValue defaultValue = found->second->defaultValue();
+    if (!defaultValue.type()->canConvertToTypeFromString(text))
+        return Mistake{"setting '" + name + "' cannot read '" + text + "'",
+                       std::string("its type is ") + defaultValue.type()->typeName() +
+                           ", for example -t " + name + "=" + defaultValue.toString()};
+    PropertyValue value;
+    value.set<std::string>(text);
+    found->second->setValue(value);
+    return std::nullopt;
+}
+
+[[noreturn]] void exitOnMistake(const std::string& program, const Mistake& mistake)
+{
+    std::fprintf(stderr, "%s: %s\n%s\n%s --help shows all options and settings\n", program.c_str(),
+                 escapeControls(mistake.culprit).c_str(), escapeControls(mistake.valid).c_str(),
+                 program.c_str());
+    std::exit(kUsageMistake);
+}
+
+void keepRemaining(const CLI::App& app, int* argc, char*** argv)
+{
+    const std::vector<std::string> remaining = app.remaining();
+    int kept = 1;
+    for (int i = 1; i < *argc; ++i)
+        if (std::find(remaining.begin(), remaining.end(), (*argv)[i]) != remaining.end())
+            (*argv)[kept++] = (*argv)[i];
+    *argc = kept;
+    (*argv)[kept] = nullptr;
+}
+
+}  // namespace
+
+ProgramDescription::ProgramDescription(std::string summary, std::vector<std::string> examples)
+{
+    description() = {std::move(summary), std::move(examples)};
+}
+
+void initCommandLine(int* argc, char*** argv, bool strict)
+{
+    initializeStaticProperties();
+    const Settings settings = declaredSettings();
+    const std::string path = *argc > 0 ? (*argv)[0] : "";
+    const std::string program = path.substr(path.find_last_of('/') + 1);
+
+    CLI::App app;
+    Options options;
+    declareOptions(&app, &options);
+    if (const auto mistake = parse(&app, *argc, *argv, strict)) exitOnMistake(program, *mistake);
+    if (options.help) {
+        printHelp(app, program, settings);
+        std::exit(0);
+    }
+    if (options.version) {
+        std::fputs(getBuildInfo != nullptr ? getBuildInfo() : "no build record\n", stdout);
+        std::exit(0);
+    }
+    for (const auto& assignment : options.settings)
+        if (const auto mistake = applySetting(settings, assignment))
+            exitOnMistake(program, *mistake);
+
+    setLogLevel(options.logLevel + options.verbose - options.quiet);
+    setLogBreakLevel(options.logBreakLevel);
+    keepRemaining(app, argc, argv);
+}
+
+}  // namespace quill

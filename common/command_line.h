@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "common/export.h"
+
+namespace quill
+{
+
+/// What `--help` says of a program besides its options and settings. Declared once, at namespace
+/// scope, by the program.
+class QUILL_API ProgramDescription
+{
+  public:
+    /// @param summary   one sentence
+    /// @param examples  complete command lines
+    ProgramDescription(std::string summary, std::vector<std::string> examples);
+};
+
+/// Binds the static properties and reads the command line:
+///
+///     -t, --set NAME=VALUE  gives a setting a value; the last one given stands
+///     -v, -q                one level of the log more or less, may be repeated
+///     --log-level N         shows the log up to level N
+///     --log-break-level N   a log record up to level N stops the program
+///     --help, --version     on standard output, status 0
+///
+/// A mistake ends the process with status 2 and at most four lines on standard error that name the
+/// culprit and what is valid.
+/// @param argc, argv  those of main; what was read is taken out
+/// @param strict      true: an argument that is no option is a mistake; false: such arguments are
+///                    left in argv for the program
+QUILL_API void initCommandLine(int* argc, char*** argv, bool strict);
+
+}  // namespace quill

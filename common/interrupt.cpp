@@ -1,0 +1,98 @@
+#include "common/interrupt.h"
+
+#include <fcntl.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <utility>
+#include <vector>
+
+namespace quill
+{
+namespace
+{
+
+struct WatchedSignal
+{
+    int number;
+    struct sigaction before;
+};
+
+WatchedSignal s_signals[] = {{SIGINT, {}}, {SIGTERM, {}}, {SIGHUP, {}}};
+int s_descriptor = -1;
+bool s_cleaningUp = false;
+volatile std::sig_atomic_t s_arrived = 0;
+
+std::vector<std::function<void()>>& cleanups()
+{
+    static std::vector<std::function<void()>> registered;
+    return registered;
+}
+
+void onSignal(int number)
+{
+    const int savedErrno = errno;
+    s_arrived = number;
+    const uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = ::write(s_descriptor, &one, sizeof one);
+    errno = savedErrno;
+}
+
+}  // namespace
+
+InterruptCleanup::InterruptCleanup(std::function<void()> action)
+{
+    cleanups().push_back(std::move(action));
+}
+
+InterruptCleanup::~InterruptCleanup()
+{
+    cleanups().pop_back();
+}
+
+void watchInterrupts()
+{
+    if (s_descriptor >= 0) return;
+    s_descriptor = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (s_descriptor < 0) return;  // out of descriptors: signals then end the process unaided
+    for (auto& signal : s_signals) {
+        ::sigaction(signal.number, nullptr, &signal.before);
+        if (signal.before.sa_handler == SIG_IGN) continue;
+        struct sigaction action = {};
+        action.sa_handler = onSignal;
+        action.sa_flags = static_cast<int>(SA_RESETHAND);
+        ::sigaction(signal.number, &action, nullptr);
+    }
+}
+
+void unwatchInterrupts()
+{
+    if (s_descriptor < 0) return;
+    for (auto& signal : s_signals) ::sigaction(signal.number, &signal.before, nullptr);
+    ::close(std::exchange(s_descriptor, -1));
+    if (s_arrived != 0) ::raise(s_arrived);  // came after the last wait: it still ends the run
+}
+
+int interruptDescriptor()
+{
+    return s_cleaningUp ? -1 : s_descriptor;
+}
+
+void endInterrupted()
+{
+    s_cleaningUp = true;
+    while (!cleanups().empty()) {
+        const auto action = std::move(cleanups().back());
+        cleanups().pop_back();
+        action();
+    }
+    ::signal(s_arrived, SIG_DFL);
+    ::raise(s_arrived);
+    std::_Exit(128 + s_arrived);
+}
+
+}  // namespace quill

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <functional>
+
+#include "common/export.h"
+
+/// Ending a run from outside: Ctrl-C (SIGINT), SIGTERM and SIGHUP. The signal only makes a
+/// descriptor readable; every wait of the process (sleep(), the serial lines) polls it too and
+/// calls endInterrupted(), which brings the hardware to a safe state in ordinary code, not in a
+/// signal handler, and then lets the process die of the signal. A second signal kills at once.
+namespace quill
+{
+
+/// Something to be done to the hardware if the run is ended while this object lives, for example
+/// "laser off". Main thread only.
+class QUILL_API InterruptCleanup
+{
+  public:
+    explicit InterruptCleanup(std::function<void()> action);
+    ~InterruptCleanup();
+    InterruptCleanup(const InterruptCleanup&) = delete;
+    InterruptCleanup& operator=(const InterruptCleanup&) = delete;
+};
+
+/// Starts watching. Signals that the process was started with as ignored (nohup) stay ignored.
+QUILL_API void watchInterrupts();
+
+/// Back to what the signals did before watchInterrupts().
+QUILL_API void unwatchInterrupts();
+
+/// To be polled for reading by every wait. -1, which poll() skips, while nothing is watched and
+/// while the clean-up of endInterrupted() runs.
+QUILL_API int interruptDescriptor();
+
+/// Runs the registered clean-ups, newest first, and ends the process by the signal that came: a
+/// shell sees status 130 for Ctrl-C, and stops its script.
+[[noreturn]] QUILL_API void endInterrupted();
+
+}  // namespace quill

@@ -1,0 +1,104 @@
+#pragma once
+
+#include <sstream>
+
+#include "common/assertions.h"
+#include "common/export.h"
+
+/// The log: one line per record on standard error, with time, level, category, text, file and line.
+/// Levels grow with detail: 2 failure, 3 warning of a device library with cause and remedy,
+/// 4 progress and results, 5 tracing, 6 bytes on the wire.
+namespace quill
+{
+
+constexpr int kDefaultLogLevel = 4;
+constexpr int kNoBreakLevel = 0;
+
+struct LogRecord
+{
+    int level;
+    const char* category;
+    const char* file;
+    const char* function;
+    int line;
+    int statement;  ///< number of the log statement in the process, in the order of first use
+    std::string text;
+};
+
+/// Decides about single records after level and category have passed. A null filter lets all pass.
+class QUILL_API LoggingFilter
+{
+  public:
+    virtual ~LoggingFilter() = default;
+    virtual bool accepts(const LogRecord& record) const = 0;
+};
+
+/// Shows records up to this level; 4 unless set.
+QUILL_API void setLogLevel(int level);
+QUILL_API int logLevel();
+
+/// Records up to this level are followed by a failed assertion; 0 (none) unless set.
+QUILL_API void setLogBreakLevel(int level);
+
+QUILL_API bool isLoggerEnabled(int level, const char* category);
+
+/// Whether a record of this level and category, once written, must stop the program.
+QUILL_API bool loggerMustBreak(int level, const char* category);
+
+/// Issues one record. A line end at the end of the text is not doubled.
+/// @param state  an int of static storage that belongs to the log statement and starts at -1
+QUILL_API void logToLogger(LoggingFilter* filter, int level, const char* category, const char* file,
+                           const char* function, int line, int* state, const char* format, ...)
+    __attribute__((format(printf, 8, 9)));
+
+/// Collects one record and issues it when destroyed. Parameters as for logToLogger().
+class QUILL_API LoggingStream
+{
+  public:
+    LoggingStream(LoggingFilter* filter, int level, const char* category, const char* file,
+                  const char* function, int line, int* state);
+    ~LoggingStream();
+    LoggingStream(const LoggingStream&) = delete;
+    LoggingStream& operator=(const LoggingStream&) = delete;
+
+    template <typename T>
+    LoggingStream& operator<<(const T& value)
+    {
+        m_text << value;
+        return *this;
+    }
+
+  private:
+    LoggingFilter* m_filter;
+    LogRecord m_record;
+    int* m_state;
+    std::ostringstream m_text;
+};
+
+}  // namespace quill
+
+/// Stream form: QUILL_LOG(4, kCategory) << "id=" << id;
+/// The values are evaluated only when the level is enabled. (`for` rather than `if`: the statement
+/// swallows no `else` that follows it.)
+#define QUILL_LOG(level, category)                                                              \
+    for (bool quillLog = ::quill::isLoggerEnabled(level, category); quillLog; quillLog = false) \
+    ::quill::LoggingStream(nullptr, level, category, __FILE__, __PRETTY_FUNCTION__, __LINE__,   \
+                           []() -> int* {                                                       \
+                               static int state = -1;                                           \
+                               return &state;                                                   \
+                           }())
+
+/// Formatted form: QUILL_LOGF(4, kCategory, "setPanTilt(%d,%d)", pan, tilt);
+#define QUILL_LOGF(level, category, ...)                                                  \
+    do {                                                                                  \
+        if (::quill::isLoggerEnabled(level, category)) {                                  \
+            static int quillLogState = -1;                                                \
+            ::quill::logToLogger(nullptr, level, category, __FILE__, __PRETTY_FUNCTION__, \
+                                 __LINE__, &quillLogState, __VA_ARGS__);                  \
+            if (::quill::loggerMustBreak(level, category) &&                              \
+                ::quill::handleAssertion(                                                 \
+                    __FILE__, __LINE__, __PRETTY_FUNCTION__,                              \
+                    "Assertion failed: Reached terminating log level. Terminating\n"))    \
+                QUILL_BREAKPOINT();                                                       \
+        }                                                                                 \
+    } while (false)
