@@ -1,0 +1,188 @@
+#include "devices/serial/serial_port.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <utility>
+
+#include "common/interrupt.h"
+#include "common/logging.h"
+#include "serial_settings.h"
+
+namespace quill
+{
+namespace
+{
+
+constexpr int kTraceLevel = 6;
+constexpr const char* kCategory = "serial";
+
+/// Two ends up to 3 % apart still understand each other.
+constexpr int kTolerancePercent = 3;
+
+std::string remedyFor(int number)
+{
+    switch (number) {
+        case EACCES:
+        case EPERM:
+            return "add yourself to the group dialout and log in again";
+        case ENOENT:
+        case ENODEV:
+        case ENXIO:
+            return "is it plugged in? ls /dev/ttyUSB* /dev/ttyACM* shows what is";
+        case EBUSY:
+            return "another program holds it; fuser -v shows which";
+        case ENOTTY:
+        case EISDIR:
+            return "this is no serial line; ls /dev/ttyUSB* /dev/ttyACM* shows them";
+        case EIO:
+            return "unplugged?";
+        default:
+            return "";
+    }
+}
+
+timespec remaining(Time deadline)
+{
+    const Duration left = deadline - Time::now();
+    const int64_t nanoseconds = left > Duration() ? left.nanoseconds() : 0;
+    return {nanoseconds / 1000000000, nanoseconds % 1000000000};
+}
+
+}  // namespace
+
+SerialPort::~SerialPort()
+{
+    close();
+}
+
+std::optional<Error> SerialPort::open(const std::string& path, int bitRate)
+{
+    close();
+    m_path = path;
+    auto error = openDescriptor();
+    if (!error) error = lockForThisProcess();
+    if (!error) {
+        const std::string step = "set bit rate " + std::to_string(bitRate);
+        const int number = setRawLine(m_fd, bitRate);
+        if (number != 0) error = systemError(step.c_str(), number);
+        const int rate = readBitRate(m_fd);
+        if (!error && std::abs(rate - bitRate) * 100LL > bitRate * 1LL * kTolerancePercent)
+            error = Error{path, step, 0, "the adapter makes it " + std::to_string(rate),
+                          "use an adapter that can do this rate"};
+    }
+    if (error)
+        close();
+    else
+        discardInput();
+    return error;
+}
+
+std::optional<Error> SerialPort::openDescriptor()
+{
+    // Not blocking: a line with modem control would otherwise wait for its carrier.
+    m_fd = ::open(m_path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
+    if (m_fd < 0) return systemError("open", errno);
+    termios line{};
+    if (::tcgetattr(m_fd, &line) != 0) return systemError("open", errno);
+    return std::nullopt;
+}
+
+std::optional<Error> SerialPort::lockForThisProcess()
+{
+    // flock() holds against root too but only where everybody asks; TIOCEXCL is the reverse.
+    if (::flock(m_fd, LOCK_EX | LOCK_NB) != 0)
+        return systemError("open", errno == EWOULDBLOCK ? EBUSY : errno);
+    if (::ioctl(m_fd, TIOCEXCL) != 0 && errno != ENOTTY) return systemError("lock", errno);
+    return std::nullopt;
+}
+
+void SerialPort::close()
+{
+    if (m_fd < 0) return;
+    (void)::ioctl(m_fd, TIOCNXCL);  // best effort: the last close of a tty ends it anyway
+    ::close(std::exchange(m_fd, -1));
+}
+
+std::optional<Error> SerialPort::write(const uint8_t* bytes, size_t size, Time deadline)
+{
+    trace("->", bytes, size);
+    for (size_t sent = 0; sent < size;) {
+        if (auto error = waitFor(POLLOUT, "write", deadline)) return error;
+        const ssize_t count = ::write(m_fd, bytes + sent, size - sent);
+        if (count > 0) sent += static_cast<size_t>(count);
+        if (count < 0 && errno != EINTR && errno != EAGAIN) return systemError("write", errno);
+    }
+    return std::nullopt;
+}
+
+std::optional<Error> SerialPort::readSome(uint8_t* buffer, size_t capacity, size_t* got,
+                                          Time deadline)
+{
+    *got = 0;
+    while (*got == 0) {
+        if (auto error = waitFor(POLLIN, "read", deadline)) return error;
+        const ssize_t count = ::read(m_fd, buffer, capacity);
+        if (count == 0) return hungUp("read");  // pulled out: poll() would say "ready" for ever
+        if (count < 0 && errno != EINTR && errno != EAGAIN) return systemError("read", errno);
+        if (count > 0) *got = static_cast<size_t>(count);
+    }
+    trace("<-", buffer, *got);
+    return std::nullopt;
+}
+
+void SerialPort::discardInput()
+{
+    (void)::tcflush(m_fd, TCIFLUSH);  // best effort: a line that is lost says so at the next read
+}
+
+std::optional<Error> SerialPort::waitFor(short events, const char* step, Time deadline)
+{
+    for (;;) {
+        pollfd waiting[] = {{m_fd, events, 0}, {interruptDescriptor(), POLLIN, 0}};
+        const timespec timeout = remaining(deadline);
+        const int ready = ::ppoll(waiting, 2, &timeout, nullptr);
+        if (ready < 0 && errno == EINTR) continue;
+        if (ready < 0) return systemError(step, errno);
+        if (waiting[1].revents != 0) endInterrupted();
+        if (ready == 0) return systemError(step, ETIMEDOUT);
+        // What arrived before the plug was pulled is still read.
+        if ((waiting[0].revents & events) != 0) return std::nullopt;
+        return hungUp(step);
+    }
+}
+
+Error SerialPort::systemError(const char* step, int number) const
+{
+    return {m_path, step, number, "", remedyFor(number)};
+}
+
+Error SerialPort::hungUp(const char* step) const
+{
+    return systemError(step, EIO);
+}
+
+void SerialPort::trace(const char* direction, const uint8_t* bytes, size_t size) const
+{
+    if (!isLoggerEnabled(kTraceLevel, kCategory)) return;
+    std::string hex;
+    for (size_t i = 0; i < size; ++i) {
+        static const char digits[] = "0123456789abcdef";
+        hex += {' ', digits[bytes[i] >> 4], digits[bytes[i] & 0x0F]};
+    }
+    QUILL_LOG(kTraceLevel, kCategory) << m_path << " " << direction << hex;
+}
+
+bool isLineLost(const Error& error)
+{
+    return error.number == EIO || error.number == ENODEV || error.number == ENXIO ||
+           error.number == EBADF;
+}
+
+}  // namespace quill

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "common/time.h"
+#include "devices/serial/error.h"
+
+namespace quill
+{
+
+/// A serial line: raw, 8 data bits, no parity, 1 stop bit, no flow control. The only code that
+/// opens a tty. Owns the descriptor; the destructor closes it. One thread at a time.
+///
+/// Every transfer goes to the log at level 6, category "serial", as direction and hex. Deadlines
+/// are points in time made once by the caller; a wait past one is an error with the number
+/// ETIMEDOUT.
+class SerialPort
+{
+  public:
+    SerialPort() = default;
+    ~SerialPort();
+    SerialPort(const SerialPort&) = delete;
+    SerialPort& operator=(const SerialPort&) = delete;
+
+    /// Opens the line for this process alone and discards what is waiting on it. Never blocks.
+    /// @param bitRate  bits per second, any value; refused when the line ends up more than 3 % off
+    [[nodiscard]] std::optional<Error> open(const std::string& path, int bitRate);
+    void close();
+    bool isOpen() const { return m_fd >= 0; }
+    const std::string& path() const { return m_path; }
+
+    /// Hands all bytes to the driver.
+    [[nodiscard]] std::optional<Error> write(const uint8_t* bytes, size_t size, Time deadline);
+
+    /// Waits for the first byte, then takes what is there.
+    /// @param got  number of bytes read, at least 1 on success, 0 otherwise
+    [[nodiscard]] std::optional<Error> readSome(uint8_t* buffer, size_t capacity, size_t* got,
+                                                Time deadline);
+
+    /// Drops what has arrived and was not read.
+    void discardInput();
+
+  private:
+    [[nodiscard]] std::optional<Error> openDescriptor();
+    [[nodiscard]] std::optional<Error> lockForThisProcess();
+    [[nodiscard]] std::optional<Error> waitFor(short events, const char* step, Time deadline);
+    Error systemError(const char* step, int number) const;
+    Error hungUp(const char* step) const;
+    void trace(const char* direction, const uint8_t* bytes, size_t size) const;
+
+    int m_fd = -1;
+    std::string m_path;
+};
+
+/// Whether the error means that the device is gone: nothing more will come from this open line.
+bool isLineLost(const Error& error);
+
+}  // namespace quill
