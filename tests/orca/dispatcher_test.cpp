@@ -1,0 +1,199 @@
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+#include "common/logging.h"
+#include "support/log_capture.h"
+#include "tools/orca/hardware_driver.h"
+
+namespace
+{
+
+std::vector<std::string> s_calls;
+
+template <typename... Arguments>
+void note(const std::string& name, const Arguments&... arguments)
+{
+    std::ostringstream call;
+    call << name;
+    ((call << " [" << arguments << "]"), ...);
+    s_calls.push_back(call.str());
+}
+
+struct Outcome
+{
+    int status;
+    std::vector<std::string> calls;
+    std::vector<std::string> errors;
+};
+
+Outcome run(const std::string& commands)
+{
+    s_calls.clear();
+    support::LogCapture capture;
+    HardwareDriver driver("/dev/null");
+    const int status = driver.executeCommands(commands);
+    return {status, s_calls, capture.records()};
+}
+
+using Calls = std::vector<std::string>;
+
+}  // namespace
+
+// The driver's operations, faked: each notes that it was called and with what.
+void HardwareDriver::setPanTiltZoom(int pan, int tilt, int zoom)
+{
+    note("setPanTiltZoom", pan, tilt, zoom);
+}
+void HardwareDriver::getPanTiltZoom()
+{
+    note("getPanTiltZoom");
+}
+void HardwareDriver::resetPanTilt()
+{
+    note("resetPanTilt");
+}
+void HardwareDriver::setPanTilt(int pan, int tilt)
+{
+    note("setPanTilt", pan, tilt);
+}
+void HardwareDriver::setDynamixelPanTilt(int pan, int tilt)
+{
+    note("setDynamixelPanTilt", pan, tilt);
+}
+void HardwareDriver::setCBus(int pin, int state)
+{
+    note("setCBus", pin, state);
+}
+void HardwareDriver::usbSysPath()
+{
+    note("usbSysPath");
+}
+void HardwareDriver::dxlDump(int maxbaud, int maxid)
+{
+    note("dxlDump", maxbaud, maxid);
+}
+void HardwareDriver::dxlSetPos(int id, int pos)
+{
+    note("dxlSetPos", id, pos);
+}
+void HardwareDriver::dxlSetByte(int id, int addr, int value)
+{
+    note("dxlSetByte", id, addr, value);
+}
+void HardwareDriver::dxlSetWord(int id, int addr, int value)
+{
+    note("dxlSetWord", id, addr, value);
+}
+void HardwareDriver::dxlGetByte(int id, int addr)
+{
+    note("dxlGetByte", id, addr);
+}
+void HardwareDriver::dxlGetWord(int id, int addr)
+{
+    note("dxlGetWord", id, addr);
+}
+void HardwareDriver::dynamixelPrecisionTest(int n)
+{
+    note("dynamixelPrecisionTest", n);
+}
+void HardwareDriver::laserOn(int n)
+{
+    note("laserOn", n);
+}
+void HardwareDriver::captureKinectImages()
+{
+    note("captureKinectImages");
+}
+void HardwareDriver::testSystem(const std::string& ptz_tty, const std::string& motors_tty,
+                                const std::string& laser_tty)
+{
+    note("testSystem", ptz_tty, motors_tty, laser_tty);
+}
+void HardwareDriver::testMotors(int x0, int x1, int y0, int y1, int duration_s)
+{
+    note("testMotors", x0, x1, y0, y1, duration_s);
+}
+
+TEST(Dispatcher, BindsEveryCommandToItsOperation)
+{
+    const struct
+    {
+        const char* commands;
+        Calls calls;
+    } cases[] = {
+        {"pantiltzoom(100,-20,3)", {"setPanTiltZoom [100] [-20] [3]"}},
+        {"getpantiltzoom", {"getPanTiltZoom"}},
+        {"resetptz", {"resetPanTilt"}},
+        {"pantilt( 5 , -5 )", {"setPanTilt [5] [-5]"}},
+        {"dynamixel(512,\t600)", {"setDynamixelPanTilt [512] [600]"}},
+        {"cbus(1,1);cbus(3,1)", {"setCBus [1] [1]", "setCBus [3] [1]"}},
+        {"usbsyspath", {"usbSysPath"}},
+        {"dxldump(34,252)", {"dxlDump [34] [252]"}},
+        {"dxlsetpos(2,300)", {"dxlSetPos [2] [300]"}},
+        {"dxlsetbyte(1,25,1)", {"dxlSetByte [1] [25] [1]"}},
+        {"dxlsetword(1,30,2048)", {"dxlSetWord [1] [30] [2048]"}},
+        {"dxlgetbyte(007,3)", {"dxlGetByte [7] [3]"}},
+        {"dxlgetword(1,-2147483648)", {"dxlGetWord [1] [-2147483648]"}},
+        {"dxlprecisiontest(10)", {"dynamixelPrecisionTest [10]"}},
+        {"laser(1)", {"laserOn [1]"}},
+        {"kinect;kinect", {"captureKinectImages", "captureKinectImages"}},
+        {"test(/dev/a,/dev/b,/dev/c)", {"testSystem [/dev/a] [/dev/b] [/dev/c]"}},
+        {"test( a , b,c) )", {"testSystem [a ] [b] [c) ]"}},
+        {"test(,,)", {"testSystem [] [] []"}},
+        {"motortest(0,1,2,3,60)", {"testMotors [0] [1] [2] [3] [60]"}},
+        {"", {}},
+        {";;kinect;", {"captureKinectImages"}},
+    };
+    for (const auto& c : cases) {
+        const Outcome result = run(c.commands);
+        EXPECT_EQ(result.status, 0) << c.commands;
+        EXPECT_EQ(result.calls, c.calls) << c.commands;
+        EXPECT_EQ(result.errors, Calls{}) << c.commands;
+    }
+}
+
+TEST(Dispatcher, RunsNothingWhenOnePieceIsUnknown)
+{
+    const char* const unknown[] = {
+        "foo",
+        "KINECT",
+        "kinect()",
+        " kinect",
+        "kinect ",
+        "kinect\n",
+        "pantilt (1,2)",
+        "pantilt(1,2) ",
+        "pantiltzoom(10,20)",
+        "pantilt(1,2,3)",
+        "pantilt(+1,2)",
+        "pantilt(1.5,2)",
+        "pantilt(,2)",
+        "dxlgetbyte(1,99999999999)",
+        "dxlgetbyte(1,2147483648)",
+        "dxlgetbyte(1,1-2)",
+        "dxlgetbyte(1,-)",
+        "dxlgetbyte(1,--5)",
+        "test(a,b)",
+        "test(a,b,c,d)",
+        "motortest(0,1,2,3)",
+        " ",
+        "%s%n",
+    };
+    for (const std::string piece : unknown) {
+        const Outcome result = run("kinect;" + piece + ";usbsyspath;bar");
+        EXPECT_EQ(result.status, 1) << piece;
+        EXPECT_EQ(result.calls, Calls{}) << piece;
+        std::string printed;
+        for (const auto& line : result.errors) printed += line + "\n";
+        EXPECT_EQ(printed, "2 visca_control: Unknown command\nUnknown command " + piece + "\n");
+    }
+}
+
+TEST(Dispatcher, NamesTheUnknownPieceEvenWithTheLogOff)
+{
+    quill::setLogLevel(1);
+    EXPECT_THAT(run("foo").errors, testing::ElementsAre("Unknown command foo"));
+    quill::setLogLevel(quill::kDefaultLogLevel);
+}

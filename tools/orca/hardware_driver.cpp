@@ -1,0 +1,5 @@
+#include "tools/orca/hardware_driver.h"
+
+HardwareDriver::HardwareDriver(const std::string& device) : devicePath(device) {}
+
+HardwareDriver::~HardwareDriver() = default;
