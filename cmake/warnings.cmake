@@ -1,6 +1,6 @@
 add_library(rig_warnings INTERFACE)
 target_compile_options(rig_warnings INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wnon-virtual-dtor
-    -Woverloaded-virtual -Wnull-dereference -Wformat=2 -Werror)
+    -Woverloaded-virtual -Wformat=2 -Werror)
 
 add_compile_options(-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <map>
 #include <optional>
 #include <utility>
@@ -84,27 +85,37 @@ void declareOptions(CLI::App* app, Options* options)
     app->add_flag("-v", options->verbose, "Show more of the log, one level each time");
     app->add_flag("-q", options->quiet, "Show less of the log, one level each time");
     app->add_option("--log-level", options->logLevel,
-                    "Show the log up to this level: 2 failures, 3 warnings, 4 progress and "
-                    "results, 5 tracing, 6 bytes on the wire (default 4)")
+                    "Show the log up to this level (default 4): 2 failures, 3 warnings,\n"
+                    "4 progress and results, 5 tracing, 6 bytes on the wire")
         ->type_name("N")
         ->check(CLI::Range(0, 6).description(""));
     app->add_option("--log-break-level", options->logBreakLevel,
-                    "Stop the program after a log record up to this level (default 0, never)")
+                    "Stop the program after a record up to this level (default 0, never)")
         ->type_name("N")
         ->check(CLI::Range(0, 6).description(""));
     app->add_flag("-h,--help", options->help, "Show this help and exit");
     app->add_flag("--version", options->version, "Show the build record and exit");
 }
 
+std::string padded(const std::string& text, size_t width)
+{
+    return text + std::string(width - std::min(width, text.size()) + 2, ' ');
+}
+
 std::string settingsHelp(const Settings& settings)
 {
-    size_t width = 0;
-    for (const auto& [name, node] : settings) width = std::max(width, name.size());
+    size_t nameWidth = 0;
+    size_t typeWidth = 0;
+    for (const auto& [name, node] : settings) {
+        nameWidth = std::max(nameWidth, name.size());
+        typeWidth = std::max(typeWidth, std::strlen(node->defaultValue().type()->typeName()));
+    }
     std::string text = "Settings:\n";
     for (const auto& [name, node] : settings) {
         const PropertyValue value = node->defaultValue();
-        text += "  " + name + std::string(width - name.size() + 2, ' ') + value.type()->typeName() +
-                "  (default " + (value.toString().empty() ? "empty" : value.toString()) + ")\n";
+        const std::string shown = value.toString().empty() ? "empty" : value.toString();
+        text += "  " + padded(name, nameWidth) + padded(value.type()->typeName(), typeWidth) +
+                "(default " + shown + ")\n";
     }
     return text;
 }

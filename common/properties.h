@@ -151,13 +151,13 @@ QUILL_API void initializeStaticProperties();
 /// type for the linker: a declaration elsewhere that gets one of them wrong does not link.
 #define QUILL_DEFINE_PROPERTY(type, variable, path, defaultValue)                   \
     ::quill::StaticProperty<type> variable(path, defaultValue, __FILE__);           \
-    void in_this_namespace_property_##variable##_was_not_defined_with_type(type);   \
+    QUILL_API void in_this_namespace_property_##variable##_was_not_defined_with_type(type);   \
     void in_this_namespace_property_##variable##_was_not_defined_with_type(type) {} \
     static_assert(true, "a semicolon follows")
 
 /// Declares a setting that another source file defines.
 #define QUILL_DECLARE_PROPERTY(type, variable)                                    \
     extern ::quill::StaticProperty<type> variable;                                \
-    void in_this_namespace_property_##variable##_was_not_defined_with_type(type); \
+    QUILL_API void in_this_namespace_property_##variable##_was_not_defined_with_type(type); \
     [[maybe_unused]] static void (*const variable##_guard)(type) =                \
         &in_this_namespace_property_##variable##_was_not_defined_with_type

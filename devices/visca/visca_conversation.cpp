@@ -15,8 +15,9 @@ constexpr Duration kAddressSetInterval = milliseconds(300);
 /// How long a camera may keep us waiting for the answer to interface clear, which it need not give.
 constexpr Duration kInterfaceClearTimeout = milliseconds(200);
 
-/// Without a byte for this long (some 30 characters) nothing is under way on the line.
-constexpr Duration kQuiet = milliseconds(30);
+/// Without a byte for this long nothing is under way on the line: a USB adapter may hold bytes back
+/// for its latency timer, 16 ms unless set.
+constexpr Duration kQuiet = milliseconds(20);
 
 /// An acknowledgement or a refusal that belongs to the command follows a stray completion this
 /// soon.

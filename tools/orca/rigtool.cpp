@@ -40,7 +40,7 @@ const quill::ProgramDescription s_description(
     "Service and test tool for the hardware of a pan-tilt-zoom camera rig.",
     {"rigtool -t 'commands=pantiltzoom(100,-20,3);getpantiltzoom'",
      "rigtool -t device=/dev/ttyUSB1 -t 'commands=dxlgetword(1,36)'",
-     "rigtool -v -t 'commands=getpantiltzoom'    (with no commands: lists them)"});
+     "rigtool -v -t 'commands=resetptz;getpantiltzoom'"});
 
 void commandHelp()
 {
