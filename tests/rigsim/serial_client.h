@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// A program's end of a serial line, with nothing but system calls: what a simulated line is tested
+/// with. Ends the test program when the line cannot be opened.
+class SerialClient
+{
+  public:
+    SerialClient(const std::string& path, unsigned bitRate);
+    ~SerialClient();
+    SerialClient(const SerialClient&) = delete;
+    SerialClient& operator=(const SerialClient&) = delete;
+
+    int descriptor() const { return m_descriptor; }
+    /// As the kernel has it.
+    unsigned bitRate() const;
+    /// Keeps others out, as TIOCEXCL does.
+    bool makeExclusive() const;
+
+    void say(const std::string& hex) const;
+    /// @return the bytes up to the next FF in hex, or what came and "silence" or "hung up"
+    std::string hear(int timeoutMs = 5000) const;
+
+  private:
+    int m_descriptor;
+};

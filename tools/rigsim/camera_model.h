@@ -1,0 +1,119 @@
+#pragma once
+
+#include <array>
+#include <deque>
+
+#include "devices/visca/visca_codec.h"
+#include "tools/rigsim/axis.h"
+#include "tools/rigsim/faults.h"
+#include "tools/rigsim/paced_output.h"
+#include "tools/rigsim/serial_model.h"
+
+namespace rigsim
+{
+
+struct CameraState
+{
+    int pan = 0, tilt = 0, zoom = 0;              ///< where the axes are, camera steps
+    int panGoal = 0, tiltGoal = 0, zoomGoal = 0;  ///< where they were sent
+    bool isMoving = false;
+    bool isOn = true;  ///< false in standby
+    bool isPlugged = true;
+    int packets = 0;   ///< received, whether understood or not
+    int replies = 0;   ///< sent, acknowledgements and completions counted apart
+    int moves = 0;     ///< orders taken: absolute, home, reset, stop and zoom
+    int refusals = 0;  ///< error replies
+};
+
+/// A pan-tilt-zoom camera at VISCA address 1: address set, interface clear, power, version, two
+/// command sockets with acknowledgement at once and completion when the motion ends, cancel, and
+/// inquiries at any time of a motion (camera maker's VISCA command lists).
+class CameraModel : public SerialModel
+{
+  public:
+    static constexpr int kPanMin = -2267, kPanMax = 2267;
+    static constexpr int kTiltMin = -400, kTiltMax = 1200;
+    static constexpr int kZoomMax = 0x4000;
+    static constexpr int kMaxPanSpeed = 0x18, kMaxTiltSpeed = 0x14;
+    static constexpr double kStepsPerSecond = 50;  ///< of pan and tilt, per unit of ordered speed
+    static constexpr double kZoomStepsPerSecond = 8192;
+
+    explicit CameraModel(const Faults& faults = {});
+
+    bool understands(unsigned bitRate) const override;
+    void receive(const Bytes& bytes, Time now) override;
+    std::optional<Time> nextEvent() const override;
+    std::vector<Output> takeOutput(Time now) override;
+    bool isReceiving() const override { return !m_inbox.empty(); }
+    bool isUnplugged(Time now) const override;
+
+    CameraState state(Time now) const;
+    /// Every packet received so far, in order.
+    const std::vector<Bytes>& packets() const { return m_packets; }
+
+  private:
+    enum class Motion { None, PanTilt, Zoom };
+    struct Socket
+    {
+        bool isBusy = false;
+        Motion motion = Motion::None;
+        Time start;  // when the command was acknowledged
+    };
+    struct Arrival
+    {
+        Time at;
+        Bytes packet;
+    };
+    struct Command;
+    static const std::vector<Command>& commands();
+
+    void advance(Time now);
+    void handle(const Bytes& packet);
+    void handleBroadcast(const Bytes& packet);
+
+    // Commands and inquiries; `body` is the packet without header and terminator.
+    void movePanTilt(const Bytes& body);
+    void home(const Bytes& body);
+    void reset(const Bytes& body);
+    void stopPanTilt(const Bytes& body);
+    void moveZoom(const Bytes& body);
+    void setPower(const Bytes& body);
+    void cancel(const Bytes& body);
+    void clear(const Bytes& body);
+    void tellPanTilt(const Bytes& body);
+    void tellZoom(const Bytes& body);
+    void tellPower(const Bytes& body);
+    void tellVersion(const Bytes& body);
+
+    bool admitsMove();
+    std::optional<Time> takeSocket(Motion motion);
+    Time acknowledgeTime();
+    Time endOf(const Socket& socket) const;
+    std::optional<Time> nextCompletion() const;
+    void completeDue();
+    void stopAxes(Motion motion);
+    int numberOf(const Socket& socket) const;
+    int shown(const Axis& axis, Time at) const;
+    int reading(const Axis& axis);
+
+    void sendStale();
+    void reply(Bytes packet, Time at);
+    void reply(const Bytes& packet) { reply(packet, m_now); }
+    void refuse(int socket, uint8_t error);
+
+    Faults m_faults;
+    PacedOutput m_output;
+    quill::visca::PacketReader m_reader;
+    std::deque<Arrival> m_inbox;
+    std::vector<Bytes> m_packets;
+    Time m_now, m_lineFree;
+    Axis m_pan, m_tilt, m_zoom;
+    std::array<Socket, 2> m_sockets;
+    std::optional<Time> m_unplugAt;
+    bool m_isOn;
+    bool m_hasAcknowledged = false;
+    int64_t m_ordersSeen = 0;
+    int m_readings = 0, m_moves = 0, m_refusals = 0;
+};
+
+}  // namespace rigsim

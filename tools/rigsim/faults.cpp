@@ -1,0 +1,159 @@
+#include "tools/rigsim/faults.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <stdexcept>
+
+#include "common/text.h"
+
+namespace rigsim
+{
+namespace
+{
+
+const char* unitOf(FaultValue value)
+{
+    switch (value) {
+        case FaultValue::Milliseconds:
+            return "MS";
+        case FaultValue::Seconds:
+            return "SECONDS";
+        case FaultValue::Count:
+            return "N";
+        case FaultValue::None:
+            break;
+    }
+    return "";
+}
+
+const FaultKind* find(const std::string& name)
+{
+    const auto& kinds = faultKinds();
+    const auto kind =
+        std::find_if(kinds.begin(), kinds.end(), [&](const auto& k) { return k.name == name; });
+    return kind == kinds.end() ? nullptr : &*kind;
+}
+
+const FaultKind& nearest(const std::string& name)
+{
+    // The device may be left out by mistake: "slow" is near to "camera.slow".
+    const bool hasDevice = name.find('.') != std::string::npos;
+    std::vector<std::string> names;
+    for (const FaultKind& kind : faultKinds()) {
+        const std::string full = kind.name;
+        names.push_back(hasDevice ? full : full.substr(full.find('.') + 1));
+    }
+    const auto found = std::find(names.begin(), names.end(), quill::nearestText(name, names));
+    return faultKinds()[static_cast<size_t>(found - names.begin())];
+}
+
+// Milliseconds or a count; a day and a million are more than any run needs.
+std::optional<int64_t> parseValue(FaultValue value, const std::string& text)
+{
+    const char* const end = text.data() + text.size();
+    if (value == FaultValue::Seconds) {
+        double number = 0;
+        const auto [stop, error] =
+            std::from_chars(text.data(), end, number, std::chars_format::fixed);
+        if (error != std::errc() || stop != end || !(number >= 0 && number <= 86400))
+            return std::nullopt;
+        return std::llround(number * 1000);
+    }
+    int64_t number = 0;
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    const int64_t lowest = value == FaultValue::Count ? 1 : 0;
+    const int64_t highest = value == FaultValue::Count ? 1000000 : 86400000;
+    if (error != std::errc() || stop != end || number < lowest || number > highest)
+        return std::nullopt;
+    return number;
+}
+
+}  // namespace
+
+const std::vector<FaultKind>& faultKinds()
+{
+    using Value = FaultValue;
+    static const std::vector<FaultKind> kinds = {
+        {"camera.silent", Value::None, {}, "takes orders, but no byte comes back"},
+        {"camera.slow", Value::Milliseconds, {}, "every reply comes that much later"},
+        {"camera.late-ack", Value::Milliseconds, 3100, "the first ACK comes that late"},
+        {"camera.noise", Value::None, {}, "one random byte before every packet"},
+        {"camera.echo", Value::None, {}, "the line also sends back what was written to it"},
+        {"camera.split", Value::None, {}, "bytes come one at a time, 10 ms apart"},
+        {"camera.cut", Value::Count, 0, "replies (the Nth only) end in mid-packet"},
+        {"camera.stale", Value::None, {}, "a completion and a network change come unasked"},
+        {"camera.refuse", Value::None, {}, "moves are answered 'not executable'"},
+        {"camera.standby", Value::None, {}, "is in standby at first"},
+        {"camera.buffer-full", Value::Count, 1000000,
+         "moves (the first N only) are answered 'buffer full'"},
+        {"camera.refuse-clear", Value::None, {}, "interface clear is answered 'syntax error'"},
+        {"camera.ignore-clear", Value::None, {}, "interface clear is not answered"},
+        {"camera.no-ack", Value::None, {}, "orders are completed, but never acknowledged"},
+        {"camera.one-socket", Value::None, {}, "every order is said to be in socket 1"},
+        {"camera.other-address", Value::None, {}, "replies come from address 2, header A0"},
+        {"camera.stuck", Value::None, {}, "moves are taken and completed, but nothing moves"},
+        {"camera.restless", Value::None, {}, "position readings never repeat"},
+        {"camera.unplug", Value::Seconds, {}, "the cable is pulled after that time"},
+        {"camera.unplug-on-move", Value::Milliseconds, 0,
+         "the cable is pulled that long after a move"},
+    };
+    return kinds;
+}
+
+std::string faultSyntax(const FaultKind& kind)
+{
+    if (kind.value == FaultValue::None) return kind.name;
+    return fmt::format(kind.fallback ? "{}[={}]" : "{}={}", kind.name, unitOf(kind.value));
+}
+
+Faults::Faults(std::initializer_list<const char*> texts)
+{
+    for (const char* text : texts)
+        if (const auto error = add(text)) throw std::invalid_argument(*error);
+}
+
+std::optional<std::string> Faults::add(const std::string& text)
+{
+    const size_t equals = text.find('=');
+    const std::string name = text.substr(0, equals);
+    const FaultKind* kind = find(name);
+    if (!kind)
+        return fmt::format("unknown fault '{}', the nearest is {}", name,
+                           faultSyntax(nearest(name)));
+
+    if (equals == std::string::npos) {
+        if (kind->value != FaultValue::None && !kind->fallback)
+            return fmt::format("fault '{}' needs a value: {}", name, faultSyntax(*kind));
+        m_values[name] = kind->fallback.value_or(0);
+        return std::nullopt;
+    }
+    if (kind->value == FaultValue::None) return fmt::format("fault '{}' takes no value", name);
+    const auto value = parseValue(kind->value, text.substr(equals + 1));
+    if (!value)
+        return fmt::format("bad value in '{}', it must be a number: {}", text, faultSyntax(*kind));
+    m_values[name] = *value;
+    return std::nullopt;
+}
+
+bool Faults::has(const std::string& name) const
+{
+    return count(name).has_value();
+}
+
+std::optional<int64_t> Faults::count(const std::string& name) const
+{
+    if (!find(name)) throw std::logic_error("no fault has the name " + name);
+    const auto found = m_values.find(name);
+    return found == m_values.end() ? std::nullopt : std::make_optional(found->second);
+}
+
+std::optional<quill::Duration> Faults::span(const std::string& name) const
+{
+    const auto ms = count(name);
+    return ms ? std::make_optional(quill::milliseconds(*ms)) : std::nullopt;
+}
+
+}  // namespace rigsim

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <random>
+#include <string>
+
+#include "tools/rigsim/faults.h"
+#include "tools/rigsim/serial_model.h"
+
+namespace rigsim
+{
+
+/// What leaves a simulated device: packets at the pace of the line (10 bits a byte), damaged as the
+/// device's line faults say: silent, slow, noise, echo, split, cut.
+class PacedOutput
+{
+  public:
+    /// @param device  whose faults apply: the part of their names before the point
+    PacedOutput(const Faults& faults, const std::string& device, unsigned bitRate);
+
+    Duration byteTime() const { return m_byteTime; }
+
+    /// A packet that the device begins to send at `ready`, or when the line is free.
+    void send(const Bytes& packet, Time ready);
+    /// What the device has received by `at`: comes back where the line echoes.
+    void hear(const Bytes& bytes, Time at);
+
+    std::optional<Time> nextDue() const;
+    std::vector<Output> take(Time now);
+    int packets() const { return m_packets; }
+
+  private:
+    struct Item
+    {
+        Bytes bytes;
+        size_t sent = 0;
+        bool isEcho = false;
+    };
+
+    Time dueOf(Time ready, const Item& item) const;
+    size_t chunkOf(const Item& item) const;
+    Bytes damaged(const Bytes& packet);
+
+    Duration m_byteTime;
+    bool m_isSilent, m_isNoisy, m_echoes, m_splits;
+    Duration m_delay;
+    std::optional<int64_t> m_cut;  // 0 = every packet
+    std::mt19937 m_random;         // fixed seed: every run sees the same noise
+    std::multimap<Time, Item> m_items;
+    Time m_lineFree;
+    int m_packets = 0;
+};
+
+}  // namespace rigsim

@@ -1,0 +1,113 @@
+#include "tools/rigsim/pty_line.h"
+
+#include <asm/termbits.h>  // termios2; <termios.h> clashes with it
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <system_error>
+
+namespace rigsim
+{
+namespace
+{
+
+[[noreturn]] void fail(int number, const char* step)
+{
+    throw std::system_error(number, std::generic_category(), step);
+}
+
+void makeRaw(int descriptor)
+{
+    termios2 settings{};
+    if (ioctl(descriptor, TCGETS2, &settings) < 0) fail(errno, "read the settings of a pty");
+    settings.c_iflag = 0;
+    settings.c_oflag = 0;
+    settings.c_lflag = 0;
+    settings.c_cflag &= ~static_cast<tcflag_t>(CSIZE | PARENB);
+    settings.c_cflag |= CS8 | CREAD | CLOCAL;
+    settings.c_cc[VMIN] = 1;
+    settings.c_cc[VTIME] = 0;
+    if (ioctl(descriptor, TCSETS2, &settings) < 0) fail(errno, "set a pty to raw");
+}
+
+}  // namespace
+
+PtyLine::PtyLine()
+{
+    m_master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
+    if (m_master < 0) fail(errno, "get a pty");
+    try {
+        if (grantpt(m_master) < 0 || unlockpt(m_master) < 0) fail(errno, "unlock a pty");
+        char name[64];
+        if (const int error = ptsname_r(m_master, name, sizeof name)) fail(error, "name a pty");
+        m_path = name;
+        // While no program has the line open, the master would report a hang-up without an end.
+        m_slave = open(name, O_RDWR | O_NOCTTY | O_CLOEXEC);
+        if (m_slave < 0) fail(errno, name);
+        makeRaw(m_slave);
+    } catch (...) {
+        unplug();
+        throw;
+    }
+}
+
+PtyLine::~PtyLine()
+{
+    unplug();
+}
+
+unsigned PtyLine::bitRate() const
+{
+    termios2 settings{};
+    if (!isPlugged() || ioctl(m_master, TCGETS2, &settings) < 0) return 0;
+    return settings.c_ospeed;
+}
+
+Bytes PtyLine::read()
+{
+    Bytes bytes;
+    while (isPlugged()) {
+        uint8_t block[512];
+        const ssize_t got = ::read(m_master, block, sizeof block);
+        if (got > 0) bytes.insert(bytes.end(), block, block + got);
+        if (got == 0 || (got < 0 && errno == EAGAIN)) break;
+        if (got < 0 && errno != EINTR) fail(errno, "read from a pty");
+    }
+    // A serial line forgets TIOCEXCL when its last user closes it. Our own descriptor keeps this
+    // one in use, so that the next program would be kept out for ever.
+    if (!bytes.empty()) ioctl(m_slave, TIOCNXCL);
+    return bytes;
+}
+
+bool PtyLine::hasInput() const
+{
+    // Unlike FIONREAD, poll() also waits for what the kernel is just carrying over.
+    pollfd polled{m_master, POLLIN, 0};
+    return isPlugged() && poll(&polled, 1, 0) > 0;
+}
+
+size_t PtyLine::write(const Bytes& bytes)
+{
+    size_t sent = 0;
+    while (isPlugged() && sent < bytes.size()) {
+        const ssize_t put = ::write(m_master, bytes.data() + sent, bytes.size() - sent);
+        if (put > 0) sent += static_cast<size_t>(put);
+        if (put == 0 || (put < 0 && errno == EAGAIN)) break;
+        if (put < 0 && errno != EINTR) fail(errno, "write to a pty");
+    }
+    return sent;
+}
+
+void PtyLine::unplug()
+{
+    if (m_slave >= 0) close(m_slave);
+    if (m_master >= 0) close(m_master);
+    m_slave = -1;
+    m_master = -1;
+}
+
+}  // namespace rigsim

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <string>
+
+#include "tools/rigsim/bytes.h"
+
+namespace rigsim
+{
+
+/// The far end of one simulated serial line: a pseudo terminal whose slave side a program opens in
+/// place of a serial device. Not thread-safe; closing what another thread polls hangs up only when
+/// that poll() returns.
+class PtyLine
+{
+  public:
+    /// Makes the pair, both sides raw (8 bits, no echo, no translation).
+    /// @throw std::system_error  when the system has no pseudo terminal to give
+    PtyLine();
+    ~PtyLine();
+    PtyLine(const PtyLine&) = delete;
+    PtyLine& operator=(const PtyLine&) = delete;
+
+    /// Where a program opens the line: /dev/pts/N.
+    const std::string& path() const { return m_path; }
+
+    /// The master's descriptor, for poll(); -1 once unplugged.
+    int descriptor() const { return m_master; }
+
+    /// The bit rate in bit/s that the program has set, as the kernel keeps it (any value, also
+    /// those without a B constant); 0 once unplugged.
+    unsigned bitRate() const;
+
+    /// All bytes that have arrived, without waiting.
+    /// @throw std::system_error
+    Bytes read();
+
+    bool hasInput() const;
+
+    /// Sends without waiting. A program that never reads fills the line: the rest is lost then, as
+    /// in the receiver of a real line.
+    /// @return the number of bytes that went out
+    /// @throw std::system_error
+    size_t write(const Bytes& bytes);
+
+    /// Pulls the cable: the program's side gets POLLHUP, reads of 0 bytes and EIO. Final.
+    void unplug();
+    bool isPlugged() const { return m_master >= 0; }
+
+  private:
+    int m_master = -1;
+    int m_slave = -1;
+    std::string m_path;
+};
+
+}  // namespace rigsim

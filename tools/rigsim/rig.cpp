@@ -1,0 +1,209 @@
+#include "tools/rigsim/rig.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <system_error>
+
+namespace rigsim
+{
+namespace
+{
+
+constexpr Duration kSettleTimeout = quill::seconds(1);
+constexpr Duration kLongestWait = quill::seconds(3600);
+
+nlohmann::ordered_json toJson(const CameraState& state)
+{
+    return {
+        {"pan", state.pan},           {"tilt", state.tilt},         {"zoom", state.zoom},
+        {"panGoal", state.panGoal},   {"tiltGoal", state.tiltGoal}, {"zoomGoal", state.zoomGoal},
+        {"isMoving", state.isMoving}, {"isOn", state.isOn},         {"isPlugged", state.isPlugged},
+        {"packets", state.packets},   {"replies", state.replies},   {"moves", state.moves},
+        {"refusals", state.refusals}};
+}
+
+timespec toTimespec(Duration span)
+{
+    constexpr int64_t kSecond = 1000000000;
+    return {span.nanoseconds() / kSecond, span.nanoseconds() % kSecond};
+}
+
+std::chrono::nanoseconds toChrono(Duration span)
+{
+    return std::chrono::nanoseconds(span.nanoseconds());
+}
+
+}  // namespace
+
+Rig::Rig(const RigOptions& options) : m_clock(options.speed), m_trace(options.traceFile)
+{
+    auto camera = std::make_unique<CameraModel>(options.faults);
+    m_camera = camera.get();
+    addDevice("camera", "ttyUSB0", std::move(camera));
+
+    m_wakeUp = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (m_wakeUp < 0) throw std::system_error(errno, std::generic_category(), "make an eventfd");
+    m_thread = std::thread(&Rig::run, this);
+}
+
+Rig::~Rig()
+{
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isEnding = true;
+    }
+    wake();
+    m_thread.join();
+    close(m_wakeUp);
+}
+
+void Rig::addDevice(const char* name, const char* node, std::unique_ptr<SerialModel> model)
+{
+    auto device = std::make_unique<Device>();
+    device->model = std::move(model);
+    device->line = {name, node, device->pty.path()};
+    m_lines.push_back(device->line);
+    m_devices.push_back(std::move(device));
+}
+
+const std::string& Rig::cameraPath() const
+{
+    return m_devices.front()->line.path;
+}
+
+CameraState Rig::cameraState() const
+{
+    const std::lock_guard lock(m_mutex);
+    return lockedCameraState();
+}
+
+CameraState Rig::lockedCameraState() const
+{
+    CameraState state = m_camera->state(m_clock.now());
+    state.isPlugged = m_devices.front()->pty.isPlugged();
+    return state;
+}
+
+std::vector<Bytes> Rig::cameraPackets() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_camera->packets();
+}
+
+// The descriptors belong to the thread that polls them: closed by another one, they would stay open
+// in the kernel until its poll() ends.
+void Rig::unplugCamera()
+{
+    Device* const device = m_devices.front().get();
+    std::unique_lock lock(m_mutex);
+    device->isPulled = true;
+    wake();
+    m_changed.wait(lock, [&] { return !device->pty.isPlugged(); });
+}
+
+bool Rig::waitForCamera(const std::function<bool(const CameraState&)>& condition,
+                        Duration timeout) const
+{
+    std::unique_lock lock(m_mutex);
+    return m_changed.wait_for(lock, toChrono(timeout),
+                              [&] { return condition(lockedCameraState()); });
+}
+
+void Rig::settle() const
+{
+    const auto isQuiet = [](const auto& device) {
+        return !device->pty.hasInput() && !device->model->isReceiving();
+    };
+    std::unique_lock lock(m_mutex);
+    m_changed.wait_for(lock, toChrono(kSettleTimeout),
+                       [&] { return std::all_of(m_devices.begin(), m_devices.end(), isQuiet); });
+}
+
+std::string Rig::stateJson() const
+{
+    const std::lock_guard lock(m_mutex);
+    const nlohmann::ordered_json state = {
+        {"time_ms", m_clock.now().nanoseconds() / 1000000},
+        {"camera", toJson(lockedCameraState())},
+    };
+    return state.dump(2) + "\n";
+}
+
+void Rig::run()
+{
+    try {
+        while (runDevices()) waitForWork();
+    } catch (const std::exception& error) {
+        fmt::print(stderr, "rigsim: the simulated devices have stopped: {}\n", error.what());
+        const std::lock_guard lock(m_mutex);
+        for (const auto& device : m_devices) device->pty.unplug();
+        m_changed.notify_all();
+    }
+}
+
+// Does what is due now. False when the rig is to end.
+bool Rig::runDevices()
+{
+    const std::lock_guard lock(m_mutex);
+    for (const auto& device : m_devices)
+        if (device->pty.isPlugged()) runDevice(device.get());
+    m_changed.notify_all();
+    return !m_isEnding;
+}
+
+void Rig::runDevice(Device* device)
+{
+    const Time now = m_clock.now();
+    const Bytes bytes = device->pty.read();
+    if (!bytes.empty()) receive(device, bytes, now);
+    for (const Output& output : device->model->takeOutput(now)) send(device, output);
+    if (device->isPulled || device->model->isUnplugged(now)) device->pty.unplug();
+}
+
+void Rig::receive(Device* device, const Bytes& bytes, Time now)
+{
+    const unsigned bitRate = device->pty.bitRate();
+    const bool isClear = device->model->understands(bitRate);
+    const auto remark = isClear ? "" : fmt::format(" (not understood at {} bit/s)", bitRate);
+    m_trace.add(now, device->line.device, "received", bytes, remark);
+    if (isClear) device->model->receive(bytes, now);
+}
+
+void Rig::send(Device* device, const Output& output)
+{
+    const size_t lost = output.bytes.size() - device->pty.write(output.bytes);
+    const auto remark = lost == 0 ? "" : fmt::format(" (last {} lost: nobody reads)", lost);
+    m_trace.add(output.at, device->line.device, "sent", output.bytes, remark);
+}
+
+void Rig::waitForWork()
+{
+    std::vector<pollfd> polled = {{m_wakeUp, POLLIN, 0}};
+    Duration wait = kLongestWait;
+    for (const auto& device : m_devices) {
+        if (!device->pty.isPlugged()) continue;
+        polled.push_back({device->pty.descriptor(), POLLIN, 0});
+        const auto next = device->model->nextEvent();
+        if (next) wait = std::min(wait, m_clock.realTimeUntil(*next));
+    }
+    const timespec timeout = toTimespec(wait);
+    if (ppoll(polled.data(), polled.size(), &timeout, nullptr) < 0 && errno != EINTR)
+        throw std::system_error(errno, std::generic_category(), "poll the lines");
+    uint64_t count = 0;
+    while (::read(m_wakeUp, &count, sizeof count) > 0) continue;
+}
+
+void Rig::wake() const
+{
+    // Can only fail when it has been woken 2^64 times and has not run.
+    (void)eventfd_write(m_wakeUp, 1);
+}
+
+}  // namespace rigsim

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "common/time.h"
+#include "tools/rigsim/bytes.h"
+
+namespace rigsim
+{
+
+using quill::Duration;
+using quill::Time;
+
+/// Bytes that become readable together at a point in time.
+struct Output
+{
+    Time at;
+    Bytes bytes;
+};
+
+/// A simulated device on a serial line: a pure function of the bytes it is given and of simulated
+/// time, which starts at 0 with the device's power-up and never goes back.
+class SerialModel
+{
+  public:
+    virtual ~SerialModel() = default;
+
+    /// Whether a sender at this bit rate (bit/s) and the device understand each other.
+    virtual bool understands(unsigned bitRate) const = 0;
+
+    /// Bytes that a program wrote at `now`. They take their time on the line before they count.
+    virtual void receive(const Bytes& bytes, Time now) = 0;
+
+    /// When takeOutput() next has something to do.
+    virtual std::optional<Time> nextEvent() const = 0;
+
+    /// Lets the time pass up to `now`. @return what was sent since the last call, in order
+    virtual std::vector<Output> takeOutput(Time now) = 0;
+
+    /// Whether a packet is still on its way in, at the time of the last call.
+    virtual bool isReceiving() const = 0;
+
+    /// Whether a fault has pulled the cable by `now`; nothing is sent after that.
+    virtual bool isUnplugged(Time now) const = 0;
+};
+
+}  // namespace rigsim
