@@ -1,0 +1,106 @@
+#include <gmock/gmock.h>
+
+#include <csignal>
+
+#include "common/time.h"
+#include "support/process.h"
+#include "tools/rigsim/rig.h"
+
+// The camera commands of the built program on the simulated camera.
+
+namespace
+{
+
+using quill::seconds;
+using quill::Time;
+using support::Ended;
+using testing::ContainsRegex;
+using testing::HasSubstr;
+
+rigsim::RigOptions withFaults(std::initializer_list<const char*> faults)
+{
+    rigsim::RigOptions options;
+    options.faults = rigsim::Faults(faults);
+    return options;
+}
+
+std::vector<std::string> on(const rigsim::Rig& rig, const std::string& commands)
+{
+    return {RIGTOOL, "-t", "device=" + rig.cameraPath(), "-t", "commands=" + commands};
+}
+
+TEST(CameraCommand, MovesTheSimulatedCameraAndReadsThePositionBack)
+{
+    const Ended ended = support::run(
+        {RIGSIM, "--", RIGTOOL, "-t", "commands=pantiltzoom(100,-20,3);getpantiltzoom"});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.out, "");
+    EXPECT_THAT(
+        ended.err,
+        testing::MatchesRegex("[^\n]* \\[4\\] visca_control: setPanTiltZoom\\(100,-20,3\\) [^\n]*\n"
+                              "[^\n]* \\[4\\] visca_control: Setting Zoom\\. [^\n]*\n"
+                              "[^\n]* \\[4\\] visca_control: Wait [^\n]*\n"
+                              "[^\n]* \\[4\\] visca_control: pan=100 tilt=-20 zoom=3 [^\n]*\n"
+                              "[^\n]* \\[4\\] visca_control: Done\\. [^\n]*\n"
+                              "[^\n]* \\[4\\] visca_control: pan=100 tilt=-20 zoom=3 [^\n]*\n"));
+}
+
+TEST(CameraCommand, OutOfRangeIsReportedNeverSent)
+{
+    const rigsim::Rig rig;
+    const Ended ended = support::run(on(rig, "pantiltzoom(70000,0,-1)"));
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_THAT(ended.err, ContainsRegex("\\[3\\] visca: .*pan 70000.*not sent"));
+    EXPECT_THAT(ended.err, ContainsRegex("\\[3\\] visca: .*zoom to -1.*not sent"));
+    EXPECT_EQ(rig.cameraState().moves, 0);
+}
+
+TEST(CameraCommand, ResetEndsWithTheCameraHome)
+{
+    const rigsim::Rig rig;
+    const Ended ended = support::run(on(rig, "pantilt(150,100);resetptz"));
+    EXPECT_EQ(ended.status, 0);
+    const rigsim::CameraState state = rig.cameraState();
+    EXPECT_FALSE(state.isMoving);
+    EXPECT_EQ(state.pan, 0);
+    EXPECT_EQ(state.tilt, 0);
+}
+
+TEST(CameraCommand, PulledPlugEndsTheWaitAtOnce)
+{
+    rigsim::Rig rig;
+    support::Process tool(on(rig, "pantilt(2000,0);getpantiltzoom"));
+    ASSERT_TRUE(rig.waitForCamera([](const auto& state) { return state.isMoving; }, seconds(30)));
+    rig.unplugCamera();
+    const Time start = Time::now();
+    const Ended ended = tool.wait();
+    EXPECT_LT(Time::now() - start, seconds(5));
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_THAT(ended.err, HasSubstr("Not waiting for the camera any longer: the connection to it "
+                                     "is lost."));
+    EXPECT_THAT(ended.err, HasSubstr("Failed to open VISCA camera.")) << "the list went on";
+}
+
+TEST(CameraCommand, InterruptEndsTheWaitAtOnceAndClosesTheLine)
+{
+    const rigsim::Rig rig(withFaults({"camera.restless"}));
+    support::Process tool(on(rig, "pantilt(10,0);getpantiltzoom"));
+    ASSERT_TRUE(tool.waitForError("setPanTilt(10,0)"));
+    const Time start = Time::now();
+    tool.signal(SIGINT);
+    const Ended ended = tool.wait();
+    EXPECT_LT(Time::now() - start, seconds(5));
+    EXPECT_EQ(ended.status, 130);
+    EXPECT_EQ(support::run(on(rig, "getpantiltzoom")).err.find("Failed"), std::string::npos);
+}
+
+TEST(CameraCommand, SecondRunOnTheSameLineIsToldThatItIsBusy)
+{
+    const rigsim::Rig rig(withFaults({"camera.restless"}));
+    support::Process first(on(rig, "pantilt(10,0)"));
+    ASSERT_TRUE(first.waitForError("setPanTilt(10,0)"));
+    const Ended second = support::run(on(rig, "getpantiltzoom"));
+    EXPECT_THAT(second.err, HasSubstr("Device or resource busy (another program holds it"));
+}
+
+}  // namespace
