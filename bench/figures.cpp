@@ -1,0 +1,53 @@
+#include "figures.h"
+
+#include <cstdio>
+
+namespace
+{
+
+std::string inUnits(double nanoseconds)
+{
+    char text[32];
+    if (nanoseconds < 1e3)
+        std::snprintf(text, sizeof text, "%.1f ns", nanoseconds);
+    else if (nanoseconds < 1e6)
+        std::snprintf(text, sizeof text, "%.1f us", nanoseconds / 1e3);
+    else
+        std::snprintf(text, sizeof text, "%.2f ms", nanoseconds / 1e6);
+    return text;
+}
+
+}  // namespace
+
+bool FigureReporter::ReportContext(const Context& context)
+{
+    std::printf("%d processors, %.0f MHz\n\n", context.cpu_info.num_cpus,
+                context.cpu_info.cycles_per_second / 1e6);
+    return true;
+}
+
+void FigureReporter::ReportRuns(const std::vector<Run>& runs)
+{
+    for (const Run& run : runs)
+        if (run.aggregate_name == "median")
+            m_nanoseconds[run.run_name.function_name] =
+                run.GetAdjustedRealTime() * 1e9 / benchmark::GetTimeUnitMultiplier(run.time_unit);
+}
+
+void FigureReporter::printTable(const std::vector<Figure>& figures) const
+{
+    std::printf("%-34s %11s   %-26s %11s %7s  %s\n", "figure (median)", "measured", "beside", "",
+                "ratio", "target");
+    for (const Figure& figure : figures) {
+        const auto measured = m_nanoseconds.find(figure.benchmark);
+        if (measured == m_nanoseconds.end()) continue;
+        double reference = figure.referenceNs;
+        if (figure.reference != nullptr) {
+            const auto found = m_nanoseconds.find(figure.reference);
+            if (found != m_nanoseconds.end()) reference = found->second;
+        }
+        std::printf("%-34s %11s   %-26s %11s %7.2f  %s\n", figure.name,
+                    inUnits(measured->second).c_str(), figure.beside, inUnits(reference).c_str(),
+                    measured->second / reference, figure.target);
+    }
+}
