@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <utility>
-#include <vector>
 
 namespace quill
 {
@@ -27,9 +26,9 @@ int s_descriptor = -1;
 bool s_cleaningUp = false;
 volatile std::sig_atomic_t s_arrived = 0;
 
-std::vector<std::function<void()>>& cleanups()
+std::list<std::function<void()>>& cleanups()
 {
-    static std::vector<std::function<void()>> registered;
+    static std::list<std::function<void()>> registered;
     return registered;
 }
 
@@ -45,13 +44,12 @@ void onSignal(int number)
 }  // namespace
 
 InterruptCleanup::InterruptCleanup(std::function<void()> action)
-{
-    cleanups().push_back(std::move(action));
-}
+    : m_place(cleanups().insert(cleanups().end(), std::move(action)))
+{}
 
 InterruptCleanup::~InterruptCleanup()
 {
-    cleanups().pop_back();
+    cleanups().erase(m_place);
 }
 
 void watchInterrupts()

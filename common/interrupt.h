@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <list>
 
 #include "common/export.h"
 
@@ -20,6 +21,9 @@ class QUILL_API InterruptCleanup
     ~InterruptCleanup();
     InterruptCleanup(const InterruptCleanup&) = delete;
     InterruptCleanup& operator=(const InterruptCleanup&) = delete;
+
+  private:
+    std::list<std::function<void()>>::iterator m_place;
 };
 
 /// Starts watching. Signals that the process was started with as ignored (nohup) stay ignored.

@@ -149,15 +149,15 @@ QUILL_API void initializeStaticProperties();
 
 /// Defines the setting `variable` and, beside it, the function that records its name, namespace and
 /// type for the linker: a declaration elsewhere that gets one of them wrong does not link.
-#define QUILL_DEFINE_PROPERTY(type, variable, path, defaultValue)                   \
-    ::quill::StaticProperty<type> variable(path, defaultValue, __FILE__);           \
-    QUILL_API void in_this_namespace_property_##variable##_was_not_defined_with_type(type);   \
-    void in_this_namespace_property_##variable##_was_not_defined_with_type(type) {} \
+#define QUILL_DEFINE_PROPERTY(type, variable, path, defaultValue)                           \
+    ::quill::StaticProperty<type> variable(path, defaultValue, __FILE__);                   \
+    QUILL_API void in_this_namespace_property_##variable##_was_not_defined_with_type(type); \
+    void in_this_namespace_property_##variable##_was_not_defined_with_type(type) {}         \
     static_assert(true, "a semicolon follows")
 
 /// Declares a setting that another source file defines.
-#define QUILL_DECLARE_PROPERTY(type, variable)                                    \
-    extern ::quill::StaticProperty<type> variable;                                \
+#define QUILL_DECLARE_PROPERTY(type, variable)                                              \
+    extern ::quill::StaticProperty<type> variable;                                          \
     QUILL_API void in_this_namespace_property_##variable##_was_not_defined_with_type(type); \
-    [[maybe_unused]] static void (*const variable##_guard)(type) =                \
+    [[maybe_unused]] static void (*const variable##_guard)(type) =                          \
         &in_this_namespace_property_##variable##_was_not_defined_with_type

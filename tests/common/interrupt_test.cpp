@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <memory>
 #include <thread>
 
 #include "common/startup.h"
@@ -35,9 +36,6 @@ TEST(InterruptDeathTest, CleansUpNewestFirstAndDiesOfTheSignal)
     const auto run = [](int signal) {
         const auto guard = g_common_init->init();
         const InterruptCleanup outer([] { printOnInterrupt("outer."); });
-        {
-            const InterruptCleanup gone([] { printOnInterrupt("gone."); });
-        }
         const InterruptCleanup inner([] {
             sleep(milliseconds(1));  // waits work in a clean-up
             printOnInterrupt("inner.");
