@@ -14,6 +14,7 @@
 #include "common/interrupt.h"
 #include "common/logging.h"
 #include "serial_settings.h"
+#include "usb_adapter.h"
 
 namespace quill
 {
@@ -57,6 +58,8 @@ timespec remaining(Time deadline)
 
 }  // namespace
 
+SerialPort::SerialPort() = default;
+
 SerialPort::~SerialPort()
 {
     close();
@@ -68,15 +71,7 @@ std::optional<Error> SerialPort::open(const std::string& path, int bitRate)
     m_path = path;
     auto error = openDescriptor();
     if (!error) error = lockForThisProcess();
-    if (!error) {
-        const std::string step = "set bit rate " + std::to_string(bitRate);
-        const int number = setRawLine(m_fd, bitRate);
-        if (number != 0) error = systemError(step.c_str(), number);
-        const int rate = readBitRate(m_fd);
-        if (!error && std::abs(rate - bitRate) * 100LL > bitRate * 1LL * kTolerancePercent)
-            error = Error{path, step, 0, "the adapter makes it " + std::to_string(rate),
-                          "use an adapter that can do this rate"};
-    }
+    if (!error) error = setBitRate(bitRate);
     if (error)
         close();
     else
@@ -103,11 +98,33 @@ std::optional<Error> SerialPort::lockForThisProcess()
     return std::nullopt;
 }
 
+std::optional<Error> SerialPort::setBitRate(int bitRate)
+{
+    const std::string step = "set bit rate " + std::to_string(bitRate);
+    const int number = setRawLine(m_fd, bitRate);
+    if (number != 0) return systemError(step.c_str(), number);
+    const int rate = UsbAdapter(m_path).bitRate(readBitRate(m_fd));
+    if (std::abs(rate - bitRate) * 100LL <= bitRate * 1LL * kTolerancePercent) return std::nullopt;
+    return Error{m_path, step, 0, "the adapter makes it " + std::to_string(rate),
+                 "use an adapter that can do this rate"};
+}
+
 void SerialPort::close()
 {
     if (m_fd < 0) return;
+    m_lowLatency.reset();
     (void)::ioctl(m_fd, TIOCNXCL);  // best effort: the last close of a tty ends it anyway
     ::close(std::exchange(m_fd, -1));
+}
+
+void SerialPort::setLowLatency()
+{
+    if (isOpen() && !m_lowLatency) m_lowLatency = std::make_unique<LowLatency>(m_fd);
+}
+
+Duration SerialPort::roundTripAllowance() const
+{
+    return UsbAdapter(m_path).latency();
 }
 
 std::optional<Error> SerialPort::write(const uint8_t* bytes, size_t size, Time deadline)

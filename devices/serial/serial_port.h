@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -10,6 +11,8 @@
 
 namespace quill
 {
+
+class LowLatency;
 
 /// A serial line: raw, 8 data bits, no parity, 1 stop bit, no flow control. The only code that
 /// opens a tty. Owns the descriptor; the destructor closes it. One thread at a time.
@@ -20,7 +23,7 @@ namespace quill
 class SerialPort
 {
   public:
-    SerialPort() = default;
+    SerialPort();
     ~SerialPort();
     SerialPort(const SerialPort&) = delete;
     SerialPort& operator=(const SerialPort&) = delete;
@@ -31,6 +34,14 @@ class SerialPort
     void close();
     bool isOpen() const { return m_fd >= 0; }
     const std::string& path() const { return m_path; }
+
+    /// Asks the adapter of the open line to hand on received bytes as soon as it can, for exchanges
+    /// of a few milliseconds; put back at close(). Adapters that cannot do so stay as they are.
+    void setLowLatency();
+
+    /// The longest that the adapter keeps back a reply: its latency timer in force, nothing for a
+    /// pseudo terminal, 4 ms where the system does not know. Time on the line not included.
+    Duration roundTripAllowance() const;
 
     /// Hands all bytes to the driver.
     [[nodiscard]] std::optional<Error> write(const uint8_t* bytes, size_t size, Time deadline);
@@ -46,6 +57,7 @@ class SerialPort
   private:
     [[nodiscard]] std::optional<Error> openDescriptor();
     [[nodiscard]] std::optional<Error> lockForThisProcess();
+    [[nodiscard]] std::optional<Error> setBitRate(int bitRate);
     [[nodiscard]] std::optional<Error> waitFor(short events, const char* step, Time deadline);
     Error systemError(const char* step, int number) const;
     Error hungUp(const char* step) const;
@@ -53,6 +65,7 @@ class SerialPort
 
     int m_fd = -1;
     std::string m_path;
+    std::unique_ptr<LowLatency> m_lowLatency;
 };
 
 /// Whether the error means that the device is gone: nothing more will come from this open line.

@@ -1,0 +1,260 @@
+#include "dxl_bus.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include "common/logging.h"
+
+namespace quill::dynamixel
+{
+namespace
+{
+
+constexpr int kWarning = 3;
+constexpr int kDetail = 5;
+constexpr const char* kCategory = "dynamixel";
+
+constexpr int64_t kBitsPerByte = 10;  // start bit, eight data bits, stop bit
+
+/// Longest time that a servo waits before it answers: 254 units of 2 us in kReturnDelay.
+constexpr Duration kLongestReturnDelay = microseconds(508);
+
+/// USB transfers and a busy machine add up to some 3.5 ms.
+constexpr Duration kMargin = milliseconds(4);
+
+/// An answer that has begun by the deadline may come in pieces while a camera loads the USB bus.
+constexpr Duration kRestOfAnswer = milliseconds(20);
+
+/// What comes later than this after a request was given up is not expected any more.
+constexpr Duration kLongestLateness = milliseconds(100);
+
+/// A byte or two are noise of the line, for example from switching its direction; more without a
+/// valid packet are a damaged answer.
+constexpr size_t kMostNoiseBytes = 2;
+
+/// With one of these the servo has not taken what a write brought.
+constexpr uint8_t kRefusalBits =
+    kAngleLimitError | kRangeError | kChecksumError | kInstructionError;
+
+bool isTimeout(const std::optional<Error>& error)
+{
+    return error && error->number == ETIMEDOUT;
+}
+
+std::string addressOf(int id, int address)
+{
+    return "address " + std::to_string(address) + " of ID " + std::to_string(id);
+}
+
+}  // namespace
+
+std::optional<Error> DxlBus::open(const std::string& device, int baudNumber)
+{
+    const auto bitRate = bitRateOf(baudNumber);
+    if (!bitRate)
+        return Error{device, "set baud number " + std::to_string(baudNumber), 0,
+                     "it gives no bit rate", "0..252, the value of the servo's register 4"};
+    if (auto error = m_port.open(device, *bitRate)) return error;
+    m_port.setLowLatency();
+    m_bitRate = *bitRate;
+    m_adapterDelay = m_port.roundTripAllowance();
+    return std::nullopt;
+}
+
+int DxlBus::read(int id, int address, Width width)
+{
+    const std::string what = "read " + addressOf(id, address);
+    const auto request = readRequest(id, address, width);
+    if (!request) {
+        QUILL_LOG(kWarning, kCategory)
+            << m_port.path() << ": " << what << ": not sent, out of range (ID 0.." << kLastServoId
+            << ", address 0.." << kLastAddress + 1 - width << ")";
+        return -1;
+    }
+    const auto held = hold();
+    StatusPacket answer;
+    auto error = ask(*request, static_cast<size_t>(width), &answer);
+    if (!error && answer.parameters.empty())
+        error = Error{"", "", 0, "the servo refuses: " + errorText(answer.error), ""};
+    if (error) {
+        reportFailure(id, what, *error);
+        return -1;
+    }
+    if (answer.error != m_errorBits[id]) reportErrorBits(what, answer);
+    m_errorBits[id] = answer.error;
+    m_told.erase(id);
+    return decodeValue(answer.parameters);
+}
+
+bool DxlBus::write(int id, int address, int value, Width width)
+{
+    const std::string what = "write " + std::to_string(value) + " to " + addressOf(id, address);
+    const auto request = writeRequest(id, address, value, width);
+    if (!request) {
+        QUILL_LOG(kWarning, kCategory)
+            << m_port.path() << ": " << what << ": not sent, out of range (ID 0.." << kBroadcastId
+            << ", address 0.." << kLastAddress + 1 - width << ", value 0.."
+            << (width == kByte ? 0xFF : 0xFFFF) << ")";
+        return false;
+    }
+    const auto held = hold();
+    StatusPacket answer;
+    // A write is not repeated to be sure of its answer, so late ones must have come before.
+    auto error = awaitLateAnswer(id, 0);
+    if (!error) error = exchange(*request, 0, &answer);
+    if (isTimeout(error)) {
+        QUILL_LOG(kDetail, kCategory)
+            << m_port.path() << ": " << what
+            << ": no status (a servo with status return level 0 or 1 sends none)";
+        return true;
+    }
+    if (error) {
+        reportFailure(id, what, *error);
+        return false;
+    }
+    reportErrorBits(what, answer);
+    return (answer.error & kRefusalBits) == 0;
+}
+
+std::optional<Error> DxlBus::ask(const InstructionPacket& request, size_t answerParameters,
+                                 StatusPacket* answer)
+{
+    // Nothing in an answer tells whether it is the late one to the request before; when no more
+    // late ones can come, the servo is asked again.
+    const bool doubtful = mayComeLate(request.id, answerParameters);
+    auto error = exchange(request, answerParameters, answer);
+    if (error || !doubtful) return error;
+    error = awaitLateAnswer(request.id, answerParameters);
+    return error ? error : exchange(request, answerParameters, answer);
+}
+
+std::optional<Error> DxlBus::exchange(const InstructionPacket& request, size_t answerParameters,
+                                      StatusPacket* answer)
+{
+    *answer = StatusPacket();
+    const size_t requestBytes = packetBytes(request.parameters.size());
+    const Time start = std::max(Time::now(), m_lineFree);
+    const bool answered = request.id != kBroadcastId;
+    if (!answered) m_lineFree = start + timeOnLine(requestBytes);
+    const Time deadline = start + timeOnLine(requestBytes + packetBytes(answerParameters)) +
+                          kLongestReturnDelay + m_adapterDelay + kMargin;
+    if (auto error = send(request, deadline)) return error;
+    if (!answered) return std::nullopt;
+    auto error = awaitAnswer(request, answerParameters, answer, deadline);
+    if (error) expectLateAnswer(request, answerParameters);
+    return error;
+}
+
+std::optional<Error> DxlBus::send(const InstructionPacket& request, Time deadline)
+{
+    m_port.discardInput();
+    m_reader.reset();
+    const Bytes bytes = encode(request);
+    auto error = m_port.write(bytes.data(), bytes.size(), deadline);
+    if (!isTimeout(error)) return error;
+    return Error{"", "", EAGAIN, "the adapter takes no bytes", "unplug it and plug it in again"};
+}
+
+std::optional<Error> DxlBus::awaitAnswer(const InstructionPacket& request, size_t answerParameters,
+                                         StatusPacket* answer, Time deadline)
+{
+    bool echoPossible = true;
+    bool misfit = false;
+    for (bool lastLook = false; !lastLook;) {
+        const Time until = m_reader.isInsidePacket() ? deadline + kRestOfAnswer : deadline;
+        lastLook = Time::now() >= until;
+        const auto error = receive(until);
+        if (error && !isTimeout(error)) return error;
+        while (const auto packet = m_reader.next()) {
+            if (packet->id != request.id) continue;  // a late answer of another servo
+            if (echoPossible && isEcho(*packet, request)) {
+                m_lineEchoes = true;
+                echoPossible = false;
+            } else if (isAnswer(*packet, answerParameters)) {
+                *answer = *packet;
+                return std::nullopt;
+            } else {
+                misfit = misfit || !mayComeLate(request.id, packet->parameters.size());
+            }
+        }
+    }
+    return noAnswer(misfit || m_reader.leftoverBytes() > kMostNoiseBytes);
+}
+
+bool DxlBus::isAnswer(const StatusPacket& packet, size_t answerParameters) const
+{
+    // A refused read is answered like a write, whose late answer it must not be.
+    const bool refusal = packet.error != 0 && packet.parameters.empty();
+    return packet.parameters.size() == answerParameters || (refusal && !mayComeLate(packet.id, 0));
+}
+
+std::optional<Error> DxlBus::receive(Time deadline)
+{
+    uint8_t buffer[256];
+    size_t got = 0;
+    const auto error = m_port.readSome(buffer, sizeof buffer, &got, deadline);
+    m_reader.push(buffer, got);
+    return error;
+}
+
+void DxlBus::expectLateAnswer(const InstructionPacket& request, size_t answerParameters)
+{
+    const Time until = Time::now() + kLongestLateness;
+    m_lateUntil[request.id][answerParameters] = until;
+    const size_t echoParameters = request.parameters.size();
+    if (m_lineEchoes && echoParameters <= kWord) m_lateUntil[request.id][echoParameters] = until;
+}
+
+bool DxlBus::mayComeLate(int id, size_t answerParameters) const
+{
+    if (id > kLastServoId || answerParameters > kWord) return false;
+    return m_lateUntil[static_cast<size_t>(id)][answerParameters] > Time::now();
+}
+
+std::optional<Error> DxlBus::awaitLateAnswer(int id, size_t answerParameters)
+{
+    while (mayComeLate(id, answerParameters)) {
+        const auto error = receive(m_lateUntil[static_cast<size_t>(id)][answerParameters]);
+        m_reader.reset();
+        if (error && !isTimeout(error)) return error;
+    }
+    return std::nullopt;
+}
+
+Duration DxlBus::timeOnLine(size_t bytes) const
+{
+    return seconds(kBitsPerByte * static_cast<int64_t>(bytes)) / m_bitRate;
+}
+
+std::unique_lock<RecursiveMutex> DxlBus::hold() const
+{
+    return m_lock ? std::unique_lock<RecursiveMutex>(*m_lock) : std::unique_lock<RecursiveMutex>();
+}
+
+Error DxlBus::noAnswer(bool damaged) const
+{
+    const std::string rate = " at " + std::to_string(m_bitRate) + " bit/s";
+    if (damaged)
+        return {"", "", EBADMSG, "a damaged answer" + rate,
+                "check the cable, the baud number, and whether two servos have this ID"};
+    return {"", "", ETIMEDOUT, "no answer" + rate, "check power, ID and baud number"};
+}
+
+void DxlBus::reportFailure(int id, const std::string& what, Error error)
+{
+    error.subject = m_port.path();
+    error.step = what;
+    const bool expected = m_silenceExpected && error.number == ETIMEDOUT;
+    const bool told = m_lineLost || (!expected && !m_told[id].insert(what + error.reason).second);
+    m_lineLost = m_lineLost || quill::isLineLost(error);
+    QUILL_LOG(expected || told ? kDetail : kWarning, kCategory) << error.text();
+}
+
+void DxlBus::reportErrorBits(const std::string& what, const StatusPacket& answer)
+{
+    if (answer.error == 0) return;
+    QUILL_LOG(kWarning, kCategory)
+        << m_port.path() << ": " << what << ": the servo reports " << errorText(answer.error);
+}
+
+}  // namespace quill::dynamixel
