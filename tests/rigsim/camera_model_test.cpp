@@ -1,54 +1,28 @@
 #include "tools/rigsim/camera_model.h"
 
-#include <fmt/format.h>
-#include <fmt/ranges.h>
 #include <gmock/gmock.h>
 
-#include <sstream>
+#include "model_talk.h"
 
 namespace
 {
 
 using namespace rigsim;
 using quill::milliseconds;
+using namespace model_talk;
 using testing::ElementsAreArray;
-using Lines = std::vector<std::string>;
 
-Bytes bytes(const std::string& hex)
-{
-    Bytes result;
-    std::istringstream in(hex);
-    for (unsigned byte = 0; in >> std::hex >> byte;) result.push_back(static_cast<uint8_t>(byte));
-    return result;
-}
+// Times in ms; a byte takes 1.04 ms each way.
+constexpr Talk kLine{9600, milliseconds(1)};
 
 Time at(int64_t ms)
 {
-    return Time() + milliseconds(ms);
+    return kLine.at(ms);
 }
 
-struct Send
-{
-    int64_t atMs;
-    std::string hex;
-};
-
-/// Says the packets at their times and writes down what comes back until `endMs`, as "ms: hex". A
-/// byte takes 1.04 ms each way.
 Lines talk(CameraModel* camera, const std::vector<Send>& sends, int64_t endMs = 10000)
 {
-    Lines lines;
-    const auto listen = [&](Time end) {
-        for (const Output& output : camera->takeOutput(end))
-            lines.push_back(fmt::format("{}: {:02X}", output.at.nanoseconds() / 1000000,
-                                        fmt::join(output.bytes, " ")));
-    };
-    for (const Send& send : sends) {
-        listen(at(send.atMs));
-        camera->receive(bytes(send.hex), at(send.atMs));
-    }
-    listen(at(endMs));
-    return lines;
+    return kLine(camera, sends, endMs);
 }
 
 const std::string kAddressSet = "88 30 01 FF";
@@ -272,8 +246,8 @@ TEST(CameraModel, DoesTheSameHoweverOftenItIsLookedAt)
     Lines lines;
     auto send = sends.begin();
     for (int64_t ms = 0; ms <= 4000; ++ms) {
-        const Lines more = send != sends.end() && send->atMs == ms ? talk(&often, {*send++}, ms)
-                                                                   : talk(&often, {}, ms);
+        const Lines more = send != sends.end() && send->at == ms ? talk(&often, {*send++}, ms)
+                                                                 : talk(&often, {}, ms);
         lines.insert(lines.end(), more.begin(), more.end());
     }
     EXPECT_EQ(lines, expected);
@@ -283,7 +257,7 @@ TEST(CameraModel, DoesTheSameHoweverOftenItIsLookedAt)
 TEST(CameraModel, SaysWhenItNextHasSomethingToDo)
 {
     CameraModel camera(Faults{"camera.split"});
-    camera.receive(bytes(kMove), at(0));
+    camera.receive(bytes(kMove), kLine.bitRate, at(0));
     std::string received;
     for (auto next = camera.nextEvent(); next; next = camera.nextEvent())
         for (const Output& output : camera.takeOutput(*next)) {
@@ -303,18 +277,30 @@ TEST(Faults, NamesTheCulpritAndTheNearestFault)
     } cases[] = {
         {"camera.slow=300", nullptr},
         {"camera.unplug=0.5", nullptr},
+        {"servos.no-power", nullptr},
+        {"servos.stuck=253", nullptr},
+        {"servos.stuck=254",
+         "bad value in 'servos.stuck=254', it must be a number from 0 to 253: servos.stuck[=ID]"},
+        {"servos.status-level=3",
+         "bad value in 'servos.status-level=3', it must be a number from 0 to 2: "
+         "servos.status-level=N"},
         {"camera.late-ack", nullptr},
         {"camera.slo=3", "unknown fault 'camera.slo', the nearest is camera.slow=MS"},
         {"noise", "unknown fault 'noise', the nearest is camera.noise"},
         {"camera.slow", "fault 'camera.slow' needs a value: camera.slow=MS"},
         {"camera.echo=1", "fault 'camera.echo' takes no value"},
-        {"camera.cut=0", "bad value in 'camera.cut=0', it must be a number: camera.cut[=N]"},
-        {"camera.slow=3x", "bad value in 'camera.slow=3x', it must be a number: camera.slow=MS"},
-        {"camera.slow=-1", "bad value in 'camera.slow=-1', it must be a number: camera.slow=MS"},
+        {"camera.cut=0",
+         "bad value in 'camera.cut=0', it must be a number from 1 to 1000000: camera.cut[=N]"},
+        {"camera.slow=3x",
+         "bad value in 'camera.slow=3x', it must be a number from 0 to 86400000: camera.slow=MS"},
+        {"camera.slow=-1",
+         "bad value in 'camera.slow=-1', it must be a number from 0 to 86400000: camera.slow=MS"},
         {"camera.unplug=nan",
-         "bad value in 'camera.unplug=nan', it must be a number: camera.unplug=SECONDS"},
+         "bad value in 'camera.unplug=nan', it must be a number from 0 to 86400: "
+         "camera.unplug=SECONDS"},
         {"camera.slow=99999999999999999999",
-         "bad value in 'camera.slow=99999999999999999999', it must be a number: camera.slow=MS"},
+         "bad value in 'camera.slow=99999999999999999999', it must be a number from 0 to 86400000: "
+         "camera.slow=MS"},
     };
     for (const auto& c : cases) {
         Faults faults;

@@ -120,7 +120,8 @@ TEST_F(RigsimProgram, TellsWrongUsageInAFewLines)
     }
     const Result help = shell("rigsim --help 2>/dev/null");
     EXPECT_EQ(help.status, 0);
-    for (const char* part : {"--serve DIR", "/dev/ttyUSB0", "camera.unplug=SECONDS", "Examples:"})
+    for (const char* part : {"--serve DIR", "/dev/ttyUSB0", "/dev/ttyUSB1", "camera.unplug=SECONDS",
+                             "servos.stuck[=ID]", "Examples:"})
         EXPECT_THAT(help.output, HasSubstr(part));
 }
 
@@ -143,6 +144,11 @@ TEST_F(RigsimProgram, GivesItsCommandARig)
     EXPECT_THAT(read("trace"), ContainsRegex("^ *[0-9.]+ camera received 88 30 01 FF\n"
                                              " *[0-9.]+ camera sent 88 30 02 FF\n"));
     EXPECT_THAT(read("state"), HasSubstr("\"packets\": 2,"));
+
+    const Result ping = shell("rigsim --fault servos.overload=1 --state state -- " + kProbe +
+                              " /dev/ttyUSB1 57143 'FF FF 01 02 01 FB' 'FF FF 02 04 02 03 01 F3'");
+    EXPECT_EQ(ping.output, "57143 bit/s, exclusive\nFF FF 01 02 20 DC\nFF FF 02 03 00 02 F8\n");
+    EXPECT_THAT(read("state"), ContainsRegex("\"servos\": .*\"id\": 2,.*\"reads\": 1,"));
 }
 
 TEST_F(RigsimProgram, ServesPlainLinesUntilItIsTold)
@@ -151,11 +157,15 @@ TEST_F(RigsimProgram, ServesPlainLinesUntilItIsTold)
         const Result result =
             shell(std::string("mkfifo ready; rigsim --serve . --state state >ready & "
                               "read line <ready; echo \"$line\"; ") +
-                  kProbe + " camera 9600 '88 30 01 FF'; kill -" + signal +
+                  kProbe + " camera 9600 '88 30 01 FF'; " + kProbe +
+                  " servos 57143 'FF FF 01 02 01 FB'; kill -" + signal +
                   " $!; wait $!; echo $?; rm ready");
-        EXPECT_EQ(result.output, "camera ./camera\n9600 bit/s, exclusive\n88 30 02 FF\n0\n");
+        EXPECT_EQ(result.output,
+                  "camera ./camera\n9600 bit/s, exclusive\n88 30 02 FF\n"
+                  "57143 bit/s, exclusive\nFF FF 01 02 00 FC\n0\n");
         EXPECT_THAT(read("state"), HasSubstr("\"packets\": 1,"));
         EXPECT_FALSE(fs::exists(fs::symlink_status(m_folder / "camera")));
+        EXPECT_FALSE(fs::exists(fs::symlink_status(m_folder / "servos")));
     }
     const Result taken = shell("touch camera; rigsim --serve .; echo $?");
     EXPECT_THAT(taken.output, HasSubstr("File exists"));

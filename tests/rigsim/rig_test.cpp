@@ -135,4 +135,52 @@ TEST(Rig, PullsTheCable)
     EXPECT_TRUE(other.waitForCamera(isPulled, seconds(5)));
 }
 
+TEST(Rig, RunsTheServosBehindTheirLine)
+{
+    RigOptions options;
+    options.speed = 5;
+    Rig rig(options);
+    const SerialClient client(rig.servosPath(), 57143);
+    client.say("FF FF 02 05 03 1E B8 0B 14");  // goal 3000
+    EXPECT_EQ(client.hear(), "FF FF 02 02 00 FB");
+    const auto isMoving = [](const ServoState& state) { return state.isMoving; };
+    const auto isAtRest = [](const ServoState& state) { return !state.isMoving; };
+    EXPECT_TRUE(rig.waitForServo(2, isAtRest, seconds(5)));
+    EXPECT_FALSE(rig.waitForServo(2, isMoving, quill::milliseconds(1)));
+
+    const ServoState state = rig.servoState(2);
+    EXPECT_EQ(state.goal, 3000);
+    EXPECT_THAT(state.position, testing::AllOf(testing::Ge(2995), testing::Le(2996)));
+    EXPECT_THAT(rig.servoPackets(),
+                testing::ElementsAre(Bytes{0xFF, 0xFF, 2, 5, 3, 0x1E, 0xB8, 0x0B, 0x14}));
+    EXPECT_THAT(rig.stateJson(), HasSubstr(R"("goal": 3000)"));
+    EXPECT_EQ(rig.servoState(7).baudNumber, 16);
+    EXPECT_THROW((void)rig.servoState(3), std::out_of_range);
+
+    rig.unplugServos();
+    EXPECT_EQ(client.hear(), "hung up");
+    EXPECT_FALSE(rig.servoState(1).isPlugged);
+    EXPECT_TRUE(rig.cameraState().isPlugged);
+}
+
+// A scan walks through the bit rates on one open line.
+TEST(Rig, FollowsTheBitRateOfTheServosLine)
+{
+    ServoSetup slow, fast;
+    slow.baudNumber = 207;
+    fast.id = 2;
+    fast.baudNumber = 0;
+    RigOptions options;
+    options.servos = {slow, fast};
+    const Rig rig(options);
+    const SerialClient client(rig.servosPath(), 9600);
+    client.say("FF FF 01 02 01 FB");
+    EXPECT_EQ(client.hear(), "FF FF 01 02 00 FC");
+    const SerialClient next(rig.servosPath(), 2000000);
+    next.say("FF FF 02 02 01 FA");
+    EXPECT_EQ(next.hear(), "FF FF 02 02 00 FB");
+    next.say("FF FF 01 02 01 FB");
+    EXPECT_EQ(next.hear(20), "silence");
+}
+
 }  // namespace

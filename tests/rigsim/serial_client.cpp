@@ -3,6 +3,7 @@
 #include <asm/termbits.h>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -22,6 +23,17 @@ void require(bool done, const std::string& step)
     if (done) return;
     fmt::print(stderr, "{}: {}\n", step, std::strerror(errno));
     std::exit(1);
+}
+
+bool isWhole(const std::vector<uint8_t>& packet)
+{
+    if (packet.front() != 0xFF) return packet.back() == 0xFF;
+    return packet.size() > 4 && packet.size() == packet[3] + size_t{4};
+}
+
+std::string toHex(const std::vector<uint8_t>& packet)
+{
+    return fmt::format("{:02X}", fmt::join(packet, " "));
 }
 
 }  // namespace
@@ -67,16 +79,17 @@ void SerialClient::say(const std::string& hex) const
 std::string SerialClient::hear(int timeoutMs) const
 {
     const auto end = quill::Time::now() + quill::milliseconds(timeoutMs);
-    std::string hex;
+    std::vector<uint8_t> packet;
     for (auto left = end - quill::Time::now(); left > quill::Duration();
          left = end - quill::Time::now()) {
         pollfd line{m_descriptor, POLLIN, 0};
         poll(&line, 1, static_cast<int>(left.nanoseconds() / 1000000) + 1);
-        if (line.revents & POLLHUP) return hex + "hung up";
+        if (line.revents & POLLHUP)
+            return toHex(packet) + (packet.empty() ? "hung up" : " hung up");
         uint8_t byte = 0;
         if (!(line.revents & POLLIN) || read(m_descriptor, &byte, 1) != 1) continue;
-        hex += fmt::format(byte == 0xFF ? "{:02X}" : "{:02X} ", byte);
-        if (byte == 0xFF) return hex;
+        packet.push_back(byte);
+        if (isWhole(packet)) return toHex(packet);
     }
-    return hex + "silence";
+    return toHex(packet) + (packet.empty() ? "silence" : " silence");
 }

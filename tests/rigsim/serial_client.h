@@ -21,7 +21,8 @@ class SerialClient
     bool makeExclusive() const;
 
     void say(const std::string& hex) const;
-    /// @return the bytes up to the next FF in hex, or what came and "silence" or "hung up"
+    /// @return the next packet in hex, or what came of it and "silence" or "hung up". It ends with
+    /// FF, or begins with FF and tells its length in the fourth byte.
     std::string hear(int timeoutMs = 5000) const;
 
   private:

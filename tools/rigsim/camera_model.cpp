@@ -8,60 +8,41 @@ namespace rigsim
 
 namespace visca = quill::visca;
 
-namespace
-{
-
-std::optional<Time> earlier(std::optional<Time> a, std::optional<Time> b)
-{
-    if (!a || !b) return a ? a : b;
-    return std::min(*a, *b);
-}
-
-}  // namespace
-
 CameraModel::CameraModel(const Faults& faults)
     : m_faults(faults),
       m_output(faults, "camera", visca::kBitRate),
+      m_cable(faults, "camera"),
       m_pan(0),
       m_tilt(0),
       m_zoom(0),
       m_isOn(!faults.has("camera.standby"))
 {
-    if (const auto span = m_faults.span("camera.unplug")) m_unplugAt = Time() + *span;
     if (m_faults.has("camera.stale")) sendStale();
 }
 
-bool CameraModel::understands(unsigned bitRate) const
-{
-    return bitRate == visca::kBitRate;
-}
-
-void CameraModel::receive(const Bytes& bytes, Time now)
+bool CameraModel::receive(const Bytes& bytes, unsigned bitRate, Time now)
 {
     advance(now);
+    if (bitRate != visca::kBitRate) return false;
     for (const uint8_t byte : bytes) {
         m_lineFree = std::max(m_lineFree, now) + m_output.byteTime();
         if (auto packet = m_reader.push(byte)) m_inbox.push_back({m_lineFree, std::move(*packet)});
     }
     m_output.hear(bytes, m_lineFree);
+    return true;
 }
 
 std::optional<Time> CameraModel::nextEvent() const
 {
     auto next = earlier(m_output.nextDue(), nextCompletion());
     if (!m_inbox.empty()) next = earlier(next, m_inbox.front().at);
-    return earlier(next, m_unplugAt);
+    return earlier(next, m_cable.pullTime());
 }
 
 std::vector<Output> CameraModel::takeOutput(Time now)
 {
     advance(now);
-    return m_output.take(isUnplugged(now) ? *m_unplugAt : now);
-}
-
-bool CameraModel::isUnplugged(Time now) const
-{
-    return m_unplugAt && now >= *m_unplugAt;
+    return m_output.take(m_cable.lastMoment(now));
 }
 
 CameraState CameraModel::state(Time now) const
@@ -132,8 +113,7 @@ std::optional<Time> CameraModel::takeSocket(Motion motion)
     if (motion == Motion::None) return free->start;
 
     ++m_moves;
-    const auto unplug = m_faults.span("camera.unplug-on-move");
-    if (unplug) m_unplugAt = earlier(m_unplugAt, m_now + *unplug);
+    m_cable.moveBegins(m_now);
     return free->start;
 }
 

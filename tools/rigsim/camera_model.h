@@ -5,6 +5,7 @@
 
 #include "devices/visca/visca_codec.h"
 #include "tools/rigsim/axis.h"
+#include "tools/rigsim/cable.h"
 #include "tools/rigsim/faults.h"
 #include "tools/rigsim/paced_output.h"
 #include "tools/rigsim/serial_model.h"
@@ -40,12 +41,11 @@ class CameraModel : public SerialModel
 
     explicit CameraModel(const Faults& faults = {});
 
-    bool understands(unsigned bitRate) const override;
-    void receive(const Bytes& bytes, Time now) override;
+    bool receive(const Bytes& bytes, unsigned bitRate, Time now) override;
     std::optional<Time> nextEvent() const override;
     std::vector<Output> takeOutput(Time now) override;
     bool isReceiving() const override { return !m_inbox.empty(); }
-    bool isUnplugged(Time now) const override;
+    bool isUnplugged(Time now) const override { return m_cable.isPulled(now); }
 
     CameraState state(Time now) const;
     /// Every packet received so far, in order.
@@ -103,13 +103,13 @@ class CameraModel : public SerialModel
 
     Faults m_faults;
     PacedOutput m_output;
+    Cable m_cable;
     quill::visca::PacketReader m_reader;
     std::deque<Arrival> m_inbox;
     std::vector<Bytes> m_packets;
     Time m_now, m_lineFree;
     Axis m_pan, m_tilt, m_zoom;
     std::array<Socket, 2> m_sockets;
-    std::optional<Time> m_unplugAt;
     bool m_isOn;
     bool m_hasAcknowledged = false;
     int64_t m_ordersSeen = 0;

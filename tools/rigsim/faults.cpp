@@ -14,19 +14,32 @@ namespace rigsim
 namespace
 {
 
-const char* unitOf(FaultValue value)
+struct ValueForm
+{
+    const char* placeholder;
+    int64_t lowest, highest;
+};
+
+// A day and a million are more than any run needs.
+ValueForm formOf(FaultValue value)
 {
     switch (value) {
         case FaultValue::Milliseconds:
-            return "MS";
+            return {"MS", 0, 86400000};
         case FaultValue::Seconds:
-            return "SECONDS";
+            return {"SECONDS", 0, 86400};
         case FaultValue::Count:
-            return "N";
+            return {"N", 1, 1000000};
+        case FaultValue::ServoId:
+            return {"ID", 0, 253};
+        case FaultValue::StatusLevel:
+            return {"N", 0, 2};
+        case FaultValue::ReturnDelay:
+            return {"N", 0, 254};
         case FaultValue::None:
             break;
     }
-    return "";
+    return {"", 0, 0};
 }
 
 const FaultKind* find(const std::string& name)
@@ -50,22 +63,22 @@ const FaultKind& nearest(const std::string& name)
     return faultKinds()[static_cast<size_t>(found - names.begin())];
 }
 
-// Milliseconds or a count; a day and a million are more than any run needs.
+// Milliseconds, or the number.
 std::optional<int64_t> parseValue(FaultValue value, const std::string& text)
 {
     const char* const end = text.data() + text.size();
+    const auto [placeholder, lowest, highest] = formOf(value);
     if (value == FaultValue::Seconds) {
         double number = 0;
         const auto [stop, error] =
             std::from_chars(text.data(), end, number, std::chars_format::fixed);
-        if (error != std::errc() || stop != end || !(number >= 0 && number <= 86400))
+        if (error != std::errc() || stop != end ||
+            !(number >= static_cast<double>(lowest) && number <= static_cast<double>(highest)))
             return std::nullopt;
         return std::llround(number * 1000);
     }
     int64_t number = 0;
     const auto [stop, error] = std::from_chars(text.data(), end, number);
-    const int64_t lowest = value == FaultValue::Count ? 1 : 0;
-    const int64_t highest = value == FaultValue::Count ? 1000000 : 86400000;
     if (error != std::errc() || stop != end || number < lowest || number > highest)
         return std::nullopt;
     return number;
@@ -76,6 +89,7 @@ std::optional<int64_t> parseValue(FaultValue value, const std::string& text)
 const std::vector<FaultKind>& faultKinds()
 {
     using Value = FaultValue;
+    constexpr int64_t kTiltServo = 2;
     static const std::vector<FaultKind> kinds = {
         {"camera.silent", Value::None, {}, "takes orders, but no byte comes back"},
         {"camera.slow", Value::Milliseconds, {}, "every reply comes that much later"},
@@ -99,6 +113,36 @@ const std::vector<FaultKind>& faultKinds()
         {"camera.unplug", Value::Seconds, {}, "the cable is pulled after that time"},
         {"camera.unplug-on-move", Value::Milliseconds, 0,
          "the cable is pulled that long after a move"},
+
+        {"servos.silent", Value::None, {}, "take orders, but no byte comes back"},
+        {"servos.slow", Value::Milliseconds, {}, "every answer comes that much later"},
+        {"servos.late-answer", Value::Milliseconds, 40, "the first answer comes that much later"},
+        {"servos.noise", Value::None, {}, "one random byte before every answer"},
+        {"servos.echo", Value::None, {}, "the line also sends back what was written to it"},
+        {"servos.split", Value::None, {}, "bytes come one at a time, 10 ms apart"},
+        {"servos.cut", Value::Count, 0, "answers (the Nth only) end in mid-packet"},
+        {"servos.wrong-checksum", Value::Count, 1, "answers (every Nth only) have a bad checksum"},
+        {"servos.return-delay",
+         Value::ReturnDelay,
+         {},
+         "register 5 holds N: answers 2 us * N later"},
+        {"servos.status-level",
+         Value::StatusLevel,
+         {},
+         "register 16 holds N: 0 answers ping only, 1 reads too"},
+        {"servos.stuck", Value::ServoId, kTiltServo,
+         "never moves, says it moves until it is there"},
+        {"servos.jammed", Value::ServoId, kTiltServo, "stops half-way to every goal"},
+        {"servos.overload", Value::ServoId, kTiltServo,
+         "reports overload; torque is off while register 18 has 32"},
+        {"servos.overheating", Value::ServoId, kTiltServo,
+         "reports overheating; torque is off while register 18 has 4"},
+        {"servos.lost", Value::ServoId, kTiltServo, "is not on the line"},
+        {"servos.wrong-id", Value::ServoId, kTiltServo, "register 3 reads one more than its ID"},
+        {"servos.no-power", Value::Seconds, 0, "no servo has power from that time on"},
+        {"servos.unplug", Value::Seconds, {}, "the cable is pulled after that time"},
+        {"servos.unplug-on-move", Value::Milliseconds, 0,
+         "the cable is pulled that long after a goal is taken"},
     };
     return kinds;
 }
@@ -106,7 +150,8 @@ const std::vector<FaultKind>& faultKinds()
 std::string faultSyntax(const FaultKind& kind)
 {
     if (kind.value == FaultValue::None) return kind.name;
-    return fmt::format(kind.fallback ? "{}[={}]" : "{}={}", kind.name, unitOf(kind.value));
+    return fmt::format(kind.fallback ? "{}[={}]" : "{}={}", kind.name,
+                       formOf(kind.value).placeholder);
 }
 
 Faults::Faults(std::initializer_list<const char*> texts)
@@ -133,7 +178,9 @@ std::optional<std::string> Faults::add(const std::string& text)
     if (kind->value == FaultValue::None) return fmt::format("fault '{}' takes no value", name);
     const auto value = parseValue(kind->value, text.substr(equals + 1));
     if (!value)
-        return fmt::format("bad value in '{}', it must be a number: {}", text, faultSyntax(*kind));
+        return fmt::format("bad value in '{}', it must be a number from {} to {}: {}", text,
+                           formOf(kind->value).lowest, formOf(kind->value).highest,
+                           faultSyntax(*kind));
     m_values[name] = *value;
     return std::nullopt;
 }

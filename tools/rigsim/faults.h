@@ -16,13 +16,16 @@ enum class FaultValue {
     Milliseconds,  ///< whole
     Seconds,       ///< decimals allowed
     Count,         ///< whole, from 1
+    ServoId,       ///< 0..253
+    StatusLevel,   ///< of a servo, 0..2
+    ReturnDelay,   ///< of a servo, 0..254 units of 2 us
 };
 
 struct FaultKind
 {
     const char* name;  ///< DEVICE.NAME
     FaultValue value;
-    std::optional<int64_t> fallback;  ///< ms or count, where the value may be left out
+    std::optional<int64_t> fallback;  ///< ms or number, where the value may be left out
     const char* description;
 };
 

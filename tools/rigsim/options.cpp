@@ -41,8 +41,12 @@ std::string faultList()
 std::string footer()
 {
     return "Devices that COMMAND finds:\n"
-           "  /dev/ttyUSB0                camera, VISCA at 9600 bit/s (--serve: DIR/camera)\n" +
+           "  /dev/ttyUSB0                camera, VISCA at 9600 bit/s (--serve: DIR/camera)\n"
+           "  /dev/ttyUSB1                servos, Dynamixel protocol 1.0 (--serve: DIR/servos):\n"
+           "                              ID 1 (pan) and ID 2 (tilt) at 57143 bit/s, baud number\n"
+           "                              34, and ID 7 at 117647 bit/s, baud number 16\n" +
            faultList() +
+           "ID is the servo's, 2 where it is left out.\n"
            "MS and SECONDS are simulated time, which runs at --speed.\n"
            "\nExit status: that of COMMAND, 128+N when signal N ended it, 127 not found,\n"
            "126 not executable; 2 wrong usage, 125 the rig could not be made.\n"

@@ -13,28 +13,33 @@ constexpr Duration kSplitGap = quill::milliseconds(10);
 }  // namespace
 
 PacedOutput::PacedOutput(const Faults& faults, const std::string& device, unsigned bitRate)
-    : m_byteTime(quill::seconds(kBitsPerByte) / bitRate),
-      m_isSilent(faults.has(device + ".silent")),
+    : m_isSilent(faults.has(device + ".silent")),
       m_isNoisy(faults.has(device + ".noise")),
       m_echoes(faults.has(device + ".echo")),
       m_splits(faults.has(device + ".split")),
       m_delay(faults.span(device + ".slow").value_or(Duration())),
       m_cut(faults.count(device + ".cut"))
-{}
+{
+    setBitRate(bitRate);
+}
+
+void PacedOutput::setBitRate(unsigned bitRate)
+{
+    m_byteTime = quill::seconds(kBitsPerByte) / bitRate;
+}
 
 void PacedOutput::send(const Bytes& packet, Time ready)
 {
     if (m_isSilent) return;
     ++m_packets;
-    m_items.emplace(ready + m_delay, Item{damaged(packet)});
+    m_items.emplace(ready + m_delay, Item{damaged(packet), m_byteTime});
 }
 
 void PacedOutput::hear(const Bytes& bytes, Time at)
 {
     if (!m_echoes || m_isSilent || bytes.empty()) return;
-    Item echo{bytes};
-    echo.isEcho = true;
-    m_items.emplace(at, echo);
+    // It comes back while it is sent.
+    m_items.emplace(at, Item{bytes, Duration()});
 }
 
 Bytes PacedOutput::damaged(const Bytes& packet)
@@ -50,12 +55,10 @@ size_t PacedOutput::chunkOf(const Item& item) const
     return m_splits ? 1 : item.bytes.size() - item.sent;
 }
 
-// An echo comes back while it is sent, so that it takes no time of the line.
 Time PacedOutput::dueOf(Time ready, const Item& item) const
 {
     const Time start = std::max(ready, m_lineFree) + (m_splits ? kSplitGap : Duration());
-    if (item.isEcho) return start;
-    return start + m_byteTime * static_cast<int64_t>(chunkOf(item));
+    return start + item.byteTime * static_cast<int64_t>(chunkOf(item));
 }
 
 std::optional<Time> PacedOutput::nextDue() const

@@ -20,6 +20,9 @@ class PacedOutput
     PacedOutput(const Faults& faults, const std::string& device, unsigned bitRate);
 
     Duration byteTime() const { return m_byteTime; }
+    /// For what is sent and received from now on.
+    /// @param bitRate  in bit/s, more than 0
+    void setBitRate(unsigned bitRate);
 
     /// A packet that the device begins to send at `ready`, or when the line is free.
     void send(const Bytes& packet, Time ready);
@@ -34,8 +37,8 @@ class PacedOutput
     struct Item
     {
         Bytes bytes;
+        Duration byteTime;  // 0: takes no time of the line
         size_t sent = 0;
-        bool isEcho = false;
     };
 
     Time dueOf(Time ready, const Item& item) const;

@@ -11,6 +11,7 @@
 #include "tools/rigsim/camera_model.h"
 #include "tools/rigsim/faults.h"
 #include "tools/rigsim/pty_line.h"
+#include "tools/rigsim/servo_bus_model.h"
 #include "tools/rigsim/sim_clock.h"
 #include "tools/rigsim/trace.h"
 
@@ -22,6 +23,7 @@ struct RigOptions
     Faults faults;
     double speed = 1;       ///< simulated seconds per second, more than 0
     std::string traceFile;  ///< one line per transfer; empty: no trace
+    std::vector<ServoSetup> servos = defaultServos();
 };
 
 /// A whole simulated rig: its serial lines, the devices behind them, and the thread that runs them
@@ -32,12 +34,13 @@ class Rig
     /// A serial line of the rig.
     struct Line
     {
-        std::string device;  ///< "camera"
-        std::string node;    ///< its name in /dev: "ttyUSB0"
+        std::string device;  ///< "camera", "servos"
+        std::string node;    ///< its name in /dev: "ttyUSB0", "ttyUSB1"
         std::string path;    ///< of the pseudo terminal
     };
 
     /// @throw std::system_error  no pseudo terminal, or the trace file cannot be written
+    /// @throw std::invalid_argument  a servo cannot be set up like that
     explicit Rig(const RigOptions& options = {});
     ~Rig();
     Rig(const Rig&) = delete;
@@ -45,20 +48,32 @@ class Rig
 
     const std::vector<Line>& lines() const { return m_lines; }
 
-    /// Where a program opens the camera's line: /dev/pts/N.
-    const std::string& cameraPath() const;
+    /// Where a program opens the line: /dev/pts/N.
+    const std::string& cameraPath() const { return m_camera.device->line.path; }
+    const std::string& servosPath() const { return m_servos.device->line.path; }
+
     CameraState cameraState() const;
+    /// @param id  in the servo's register now
+    /// @throw std::out_of_range  no servo has it
+    ServoState servoState(int id) const;
+
     /// Every packet that the camera has received, in order.
     std::vector<Bytes> cameraPackets() const;
-    /// Pulls the camera's cable; done when it returns.
-    void unplugCamera();
+    /// Every request that a servo has received, at its own bit rate, in order.
+    std::vector<Bytes> servoPackets() const;
 
-    /// Waits until the camera's state satisfies `condition`, looked at whenever a line or a device
+    /// Pulls the cable; done when it returns.
+    void unplugCamera() { unplug(m_camera.device); }
+    void unplugServos() { unplug(m_servos.device); }
+
+    /// Waits until the device's state satisfies `condition`, looked at whenever a line or a device
     /// has done something.
     /// @param timeout  of real time
     /// @return false when it did not within `timeout`
     bool waitForCamera(const std::function<bool(const CameraState&)>& condition,
                        Duration timeout) const;
+    bool waitForServo(int id, const std::function<bool(const ServoState&)>& condition,
+                      Duration timeout) const;
 
     /// Waits until the devices have taken all that programs have written so far (1 s at most).
     void settle() const;
@@ -75,8 +90,20 @@ class Rig
         bool isPulled = false;  // asked for by a caller, done by the thread that polls
     };
 
-    void addDevice(const char* name, const char* node, std::unique_ptr<SerialModel> model);
+    template <typename Model>
+    struct Member  // of the rig; owned by m_devices
+    {
+        Device* device;
+        Model* model;
+    };
+
+    template <typename Model>
+    Member<Model> addDevice(const char* name, const char* node, std::unique_ptr<Model> model);
+    void unplug(Device* device);
+    bool waitFor(const std::function<bool()>& condition, Duration timeout) const;
     CameraState lockedCameraState() const;
+    std::vector<ServoState> lockedServoStates() const;
+    std::optional<ServoState> lockedServoState(int id) const;
     void run();
     bool runDevices();
     void runDevice(Device* device);
@@ -87,9 +114,10 @@ class Rig
 
     SimClock m_clock;
     Trace m_trace;
-    CameraModel* m_camera = nullptr;  // owned by its device
     std::vector<std::unique_ptr<Device>> m_devices;
     std::vector<Line> m_lines;
+    Member<CameraModel> m_camera;
+    Member<ServoBusModel> m_servos;
     int m_wakeUp = -1;
     bool m_isEnding = false;
     mutable std::mutex m_mutex;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <optional>
 #include <vector>
 
@@ -11,6 +12,13 @@ namespace rigsim
 
 using quill::Duration;
 using quill::Time;
+
+/// The earlier of two events, each of which may never come.
+inline std::optional<Time> earlier(std::optional<Time> a, std::optional<Time> b)
+{
+    if (!a || !b) return a ? a : b;
+    return std::min(*a, *b);
+}
 
 /// Bytes that become readable together at a point in time.
 struct Output
@@ -26,11 +34,10 @@ class SerialModel
   public:
     virtual ~SerialModel() = default;
 
-    /// Whether a sender at this bit rate (bit/s) and the device understand each other.
-    virtual bool understands(unsigned bitRate) const = 0;
-
     /// Bytes that a program wrote at `now`. They take their time on the line before they count.
-    virtual void receive(const Bytes& bytes, Time now) = 0;
+    /// @param bitRate  of the line, in bit/s; 0 when there is none
+    /// @return whether anyone there listens at this bit rate
+    virtual bool receive(const Bytes& bytes, unsigned bitRate, Time now) = 0;
 
     /// When takeOutput() next has something to do.
     virtual std::optional<Time> nextEvent() const = 0;

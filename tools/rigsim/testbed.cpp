@@ -3,6 +3,7 @@
 #include <asm/ioctls.h>
 #include <dlfcn.h>
 #include <fmt/format.h>
+#include <linux/serial.h>
 #include <umockdev.h>
 #include <unistd.h>
 
@@ -61,6 +62,7 @@ E: SUBSYSTEM=tty
 A: dev=188:{minor}
 )";
 
+constexpr const char* kRootHubPath = "/devices/pci0000:00/0000:00:14.0/usb1";
 constexpr const char* kRootHub = R"(P: /devices/pci0000:00/0000:00:14.0/usb1
 N: bus/usb/001/001
 E: DEVTYPE=usb_device
@@ -111,13 +113,52 @@ void require(bool done, GError* error, const std::string& subject)
     throw std::runtime_error(fmt::format("testbed: {}: {}", subject, text));
 }
 
+// What a line's adapter adds to the pseudo terminal behind it. In use until the testbed has ended.
+struct Adapter
+{
+    UMockdevTestbed* testbed;
+    std::string sysfsPath;  // of the usb-serial device
+    int flags = 0;          // of the driver's serial_struct
+    std::unique_ptr<UMockdevIoctlBase, Unref> handler;
+
+    // The driver's own ioctl, which a pty does not know: low latency is 1 ms, otherwise 16 ms.
+    // @return false when the program has gone
+    bool exchangeSerialStruct(UMockdevIoctlClient* client, bool set);
+};
+
+bool Adapter::exchangeSerialStruct(UMockdevIoctlClient* client, bool set)
+{
+    UMockdevIoctlData* const argument = umockdev_ioctl_client_get_arg(client);  // the client's own
+    GError* error = nullptr;
+    const std::unique_ptr<UMockdevIoctlData, Unref> data(
+        umockdev_ioctl_data_resolve(argument, 0, sizeof(serial_struct), &error));
+    g_clear_error(&error);
+    if (!data) return false;
+    serial_struct serial{};
+    std::memcpy(&serial, data->data, sizeof serial);
+    if (set) {
+        flags = serial.flags;
+        umockdev_testbed_set_attribute(testbed, sysfsPath.c_str(), "latency_timer",
+                                       (flags & ASYNC_LOW_LATENCY) != 0 ? "1" : "16");
+        return true;
+    }
+    serial = {};
+    serial.flags = flags;
+    umockdev_ioctl_data_update(data.get(), 0, reinterpret_cast<guint8*>(&serial), sizeof serial);
+    return true;
+}
+
 // The library answers ENOTTY to what it does not know; a real pty knows termios2 and the rest. But
 // it would keep TIOCEXCL beyond the program that asked for it, since we hold it open.
-gboolean passToPty(UMockdevIoctlBase*, UMockdevIoctlClient* client, gpointer)
+gboolean handleIoctl(UMockdevIoctlBase*, UMockdevIoctlClient* client, gpointer data)
 {
+    auto* const adapter = static_cast<Adapter*>(data);
+    const gulong request = umockdev_ioctl_client_get_request(client);
     int result = 0;
     int number = 0;
-    if (umockdev_ioctl_client_get_request(client) != TIOCEXCL) {
+    if (request == TIOCGSERIAL || request == TIOCSSERIAL) {
+        if (!adapter->exchangeSerialStruct(client, request == TIOCSSERIAL)) return TRUE;
+    } else if (request != TIOCEXCL) {
         GError* error = nullptr;
         result = umockdev_ioctl_client_execute(client, &number, &error);
         if (error) {  // the program has gone
@@ -133,13 +174,13 @@ gboolean passToPty(UMockdevIoctlBase*, UMockdevIoctlClient* client, gpointer)
 
 struct Testbed::Impl
 {
-    std::unique_ptr<UMockdevIoctlBase, Unref> passing;  // in use until the testbed has ended
+    std::vector<std::unique_ptr<Adapter>> adapters;
     std::unique_ptr<UMockdevTestbed, Unref> testbed;
     std::string root;
     std::string preload;
 
     void addDevices(const std::string& description, const std::string& subject) const;
-    void addLine(const Rig::Line& line, int index) const;
+    void addLine(const Rig::Line& line, int index);
 };
 
 void Testbed::Impl::addDevices(const std::string& description, const std::string& subject) const
@@ -149,7 +190,7 @@ void Testbed::Impl::addDevices(const std::string& description, const std::string
     require(done, error, subject);
 }
 
-void Testbed::Impl::addLine(const Rig::Line& line, int index) const
+void Testbed::Impl::addLine(const Rig::Line& line, int index)
 {
     const int number = index + 4;
     addDevices(fmt::format(kUsbTty, fmt::arg("port", number), fmt::arg("number", number),
@@ -162,10 +203,18 @@ void Testbed::Impl::addLine(const Rig::Line& line, int index) const
     fs::remove(node);
     fs::create_symlink(line.path, node);
 
+    auto adapter = std::make_unique<Adapter>();
+    adapter->testbed = testbed.get();
+    adapter->sysfsPath =
+        fmt::format("/sys{0}/1-{1}/1-{1}:1.0/{2}", kRootHubPath, number, line.node);
+    adapter->handler.reset(umockdev_ioctl_base_new());
+    g_signal_connect(adapter->handler.get(), "handle-ioctl", G_CALLBACK(handleIoctl),
+                     adapter.get());
     GError* error = nullptr;
     const std::string path = "/dev/" + line.node;
     const bool done =
-        umockdev_testbed_attach_ioctl(testbed.get(), path.c_str(), passing.get(), &error);
+        umockdev_testbed_attach_ioctl(testbed.get(), path.c_str(), adapter->handler.get(), &error);
+    adapters.push_back(std::move(adapter));
     require(done, error, path);
 }
 
@@ -174,8 +223,6 @@ Testbed::Testbed(const Rig& rig) : m_impl(std::make_unique<Impl>())
     requireTmpDir();
     m_impl->preload = preloadPath();
     m_impl->testbed.reset(umockdev_testbed_new());
-    m_impl->passing.reset(umockdev_ioctl_base_new());
-    g_signal_connect(m_impl->passing.get(), "handle-ioctl", G_CALLBACK(passToPty), nullptr);
     const std::unique_ptr<gchar, decltype(&g_free)> root(
         umockdev_testbed_get_root_dir(m_impl->testbed.get()), &g_free);
     m_impl->root = root.get();
