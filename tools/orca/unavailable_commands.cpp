@@ -13,10 +13,6 @@ void reportUnavailable(const char* command)
 
 }  // namespace
 
-void HardwareDriver::setDynamixelPanTilt(int, int)
-{
-    reportUnavailable("dynamixel");
-}
 void HardwareDriver::setCBus(int, int)
 {
     reportUnavailable("cbus");
@@ -24,34 +20,6 @@ void HardwareDriver::setCBus(int, int)
 void HardwareDriver::usbSysPath()
 {
     reportUnavailable("usbsyspath");
-}
-void HardwareDriver::dxlDump(int, int)
-{
-    reportUnavailable("dxldump");
-}
-void HardwareDriver::dxlSetPos(int, int)
-{
-    reportUnavailable("dxlsetpos");
-}
-void HardwareDriver::dxlSetByte(int, int, int)
-{
-    reportUnavailable("dxlsetbyte");
-}
-void HardwareDriver::dxlSetWord(int, int, int)
-{
-    reportUnavailable("dxlsetword");
-}
-void HardwareDriver::dxlGetByte(int, int)
-{
-    reportUnavailable("dxlgetbyte");
-}
-void HardwareDriver::dxlGetWord(int, int)
-{
-    reportUnavailable("dxlgetword");
-}
-void HardwareDriver::dynamixelPrecisionTest(int)
-{
-    reportUnavailable("dxlprecisiontest");
 }
 void HardwareDriver::laserOn(int)
 {
@@ -64,8 +32,4 @@ void HardwareDriver::captureKinectImages()
 void HardwareDriver::testSystem(const std::string&, const std::string&, const std::string&)
 {
     reportUnavailable("test");
-}
-void HardwareDriver::testMotors(int, int, int, int, int)
-{
-    reportUnavailable("motortest");
 }

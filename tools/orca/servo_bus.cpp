@@ -1,0 +1,17 @@
+#include "servo_bus.h"
+
+#include <cstdlib>
+
+#include "log.h"
+#include "settings.h"
+
+PanTiltServos openServos(const std::string& devicePath)
+{
+    try {
+        const auto bus = quill::DynamixelInterface::open(devicePath, p_dxl_baudnum(), nullptr);
+        return {bus, bus->getMotor(kPanServoId), bus->getMotor(kTiltServoId)};
+    } catch (const quill::DynamixelError& error) {
+        QUILL_LOGF(kFailure, kLogCategory, "Failed to open the servo bus: %s", error.what());
+        std::exit(1);
+    }
+}

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "devices/dynamixel/dynamixel_interface.h"
+
+constexpr int kPanServoId = 1;
+constexpr int kTiltServoId = 2;
+
+/// The servo bus and the two axes on it.
+struct PanTiltServos
+{
+    std::shared_ptr<quill::DynamixelInterface> bus;
+    std::shared_ptr<quill::DynamixelMotor> pan;
+    std::shared_ptr<quill::DynamixelMotor> tilt;
+};
+
+/// Opens the servo bus at the baud number of the setting dxlbaudnum. When it cannot be opened, a
+/// level-2 line says why and the process ends with status 1.
+PanTiltServos openServos(const std::string& devicePath);
