@@ -28,10 +28,13 @@ bool FigureReporter::ReportContext(const Context& context)
 
 void FigureReporter::ReportRuns(const std::vector<Run>& runs)
 {
-    for (const Run& run : runs)
-        if (run.aggregate_name == "median")
-            m_nanoseconds[run.run_name.function_name] =
-                run.GetAdjustedRealTime() * 1e9 / benchmark::GetTimeUnitMultiplier(run.time_unit);
+    for (const Run& run : runs) {
+        if (run.aggregate_name != "median") continue;
+        const std::string& name = run.run_name.function_name;
+        const double toNs = 1e9 / benchmark::GetTimeUnitMultiplier(run.time_unit);
+        m_nanoseconds[name] = run.GetAdjustedRealTime() * toNs;
+        m_nanoseconds[name + "/cpu"] = run.GetAdjustedCPUTime() * toNs;
+    }
 }
 
 void FigureReporter::printTable(const std::vector<Figure>& figures) const
@@ -46,7 +49,7 @@ void FigureReporter::printTable(const std::vector<Figure>& figures) const
             const auto found = m_nanoseconds.find(figure.reference);
             if (found != m_nanoseconds.end()) reference = found->second;
         }
-        std::printf("%-34s %11s   %-26s %11s %7.2f  %s\n", figure.name,
+        std::printf("%-34s %11s   %-26s %11s %7.3f  %s\n", figure.name,
                     inUnits(measured->second).c_str(), figure.beside, inUnits(reference).c_str(),
                     measured->second / reference, figure.target);
     }

@@ -17,7 +17,8 @@ struct Figure
     const char* target = "";
 };
 
-/// Collects the median of every benchmark and prints the figures as one table.
+/// Collects the median of every benchmark and prints the figures as one table. The processor time
+/// of the thread that a benchmark ran in counts as a benchmark of its own, NAME/cpu.
 class FigureReporter : public benchmark::BenchmarkReporter
 {
   public:

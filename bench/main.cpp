@@ -9,6 +9,19 @@ namespace
 /// 5 + 7), each byte 10 bits at 9600 bit/s.
 constexpr double kPositionBytesNs = (4 + 4 + 5 + 5 + 5 + 11 + 5 + 7) * 10 / 9600.0 * 1e9;
 
+/// Request (8 bytes) and answer (7, for a word 8) of a servo read.
+constexpr double readBytesNs(double bitRate, int answerBytes = 7)
+{
+    return (8 + answerBytes) * 10 / bitRate * 1e9;
+}
+
+/// The fixed 34 ms and the bytes' time that the usual library spends on a servo that is not there.
+constexpr double kUsualSilenceNs = 34e6;
+
+constexpr double kSixReadsNs = 2 * readBytesNs(57143, 8) + 4 * readBytesNs(57143);
+/// Factory setting of a servo's return delay.
+constexpr double kReturnDelayNs = 500e3;
+
 }  // namespace
 
 int main(int argc, char** argv)
@@ -27,6 +40,20 @@ int main(int argc, char** argv)
          "at most 100 ms"},
         {"getpantiltzoom", "getPanTiltZoom", "its bytes at 9600 bit/s", nullptr, kPositionBytesNs,
          ""},
+        {"silent servo ID at 57143 bit/s", "silentReadAt57143", "the usual 34 ms and bytes",
+         nullptr, kUsualSilenceNs + readBytesNs(57143), ""},
+        {"silent servo ID at 1 Mbit/s", "silentReadAt1M", "the usual 34 ms and bytes", nullptr,
+         kUsualSilenceNs + readBytesNs(1e6), "under 6 ms"},
+        {"servo read, 1 Mbit/s, delay 0", "answeredReadDelay0", "its bytes", nullptr,
+         readBytesNs(1e6), ""},
+        {"servo read, 1 Mbit/s, delay 500 us", "answeredReadDelay500", "its bytes and the delay",
+         nullptr, readBytesNs(1e6) + kReturnDelayNs, ""},
+        {"six servo reads at 57143 bit/s", "sixReads", "their bytes and delays", nullptr,
+         kSixReadsNs + 6 * kReturnDelayNs, ""},
+        {"CPU of a wait on a silent line", "waitOnASilentLine/cpu", "the wait", "waitOnASilentLine",
+         0, "under 0.01"},
+        {"CPU of a wait for a stuck servo", "waitForAStuckServo/cpu", "the wait",
+         "waitForAStuckServo", 0, ""},
     });
     return 0;
 }

@@ -1,0 +1,273 @@
+#include <gmock/gmock.h>
+
+#include <csignal>
+
+#include "common/time.h"
+#include "support/process.h"
+#include "tools/rigsim/rig.h"
+
+// The servo commands of the built program on the simulated bus.
+
+namespace
+{
+
+using quill::seconds;
+using quill::Time;
+using support::Ended;
+using testing::ContainsRegex;
+using testing::HasSubstr;
+using testing::Not;
+
+rigsim::RigOptions withFaults(std::initializer_list<const char*> faults)
+{
+    rigsim::RigOptions options;
+    options.faults = rigsim::Faults(faults);
+    return options;
+}
+
+/// A rig whose pan servo answers from the first baud number of a scan on.
+rigsim::RigOptions panServoAtBaudNumber(uint8_t baudNumber)
+{
+    rigsim::RigOptions options;
+    options.servos[0].baudNumber = baudNumber;
+    return options;
+}
+
+std::vector<std::string> on(const rigsim::Rig& rig, const std::string& commands)
+{
+    return {RIGTOOL, "-t", "device=" + rig.servosPath(), "-t", "commands=" + commands};
+}
+
+Ended run(std::initializer_list<const char*> faults, const std::string& commands)
+{
+    const rigsim::Rig rig(withFaults(faults));
+    return support::run(on(rig, commands));
+}
+
+TEST(ServoCommand, RegistersAreWrittenAndReadBack)
+{
+    const Ended ended = run({},
+                            "dxlsetpos(2,2300);dxlgetword(2,30);dxlsetbyte(1,25,1);"
+                            "dxlgetbyte(1,25);dxlgetbyte(1,3)");
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.err,
+              "ID 2 Addr: 30 value=2300 0x08fc\nID 1 Addr: 25 value=1 0x01\n"
+              "ID 1 Addr: 3 value=1 0x01\n");
+}
+
+TEST(ServoCommand, ScanListsEveryServoOnceAtItsOwnRate)
+{
+    const Ended ended = run({}, "dxldump(34,7)");
+    EXPECT_THAT(
+        ended.err,
+        testing::MatchesRegex(
+            "Device ID 7, baudnum=16\n  Model [^D]*"
+            "Device ID 1, baudnum=34\n  Model 001d firmware 24\n  CW limit 0\n  CCW limit 4095\n"
+            "  High temp 80\n  V range 6.0V-16.0V\n  Max torque 1023\n  Current position 20[0-9]*\n"
+            "Device ID 2, baudnum=34\n  Model [^D]*"));
+}
+
+TEST(ServoCommand, ExchangesSurviveWhatTheLineDoes)
+{
+    const std::initializer_list<const char*> faultSets[] = {
+        {"servos.noise"},
+        {"servos.echo"},
+        {"servos.echo", "servos.noise"},
+        {"servos.slow=3"},
+        {"servos.return-delay=254"},
+        {"servos.return-delay=0"},
+    };
+    for (const auto& faults : faultSets) {
+        const Ended ended =
+            run(faults, "dxlsetpos(1,2100);dynamixel(2050,2040);dxlgetword(1,30);dxlgetword(2,30)");
+        EXPECT_THAT(ended.err,
+                    HasSubstr("ID 1 Addr: 30 value=2050 0x0802\nID 2 Addr: 30 value=2040 0x07f8\n"))
+            << *faults.begin();
+        EXPECT_THAT(ended.err, Not(HasSubstr("[3]"))) << *faults.begin();
+    }
+}
+
+TEST(ServoCommand, FailuresAreNamedInTheOperatorsTerms)
+{
+    const struct
+    {
+        const char* fault;
+        const char* commands;
+        const char* words;
+    } cases[] = {
+        {"servos.silent", "dxlgetbyte(1,3)", "read address 3 of ID 1: no answer at 57143 bit/s"},
+        {"servos.no-power", "dxlgetbyte(1,3)", "no answer"},
+        {"servos.lost=2", "dxlgetbyte(2,3)", "ID 2: no answer"},
+        {"servos.wrong-checksum", "dxlgetbyte(1,3)", "damaged"},
+        {"servos.cut", "dxlgetbyte(1,3)", "damaged"},
+        {"servos.overload=1", "dxlgetbyte(1,3)", "overload"},
+        {"servos.overheating=1", "dxlgetbyte(1,3)", "overheating"},
+        {"servos.noise", "dxlsetbyte(1,3,256)", "256"},
+        {"servos.noise", "dxlsetword(1,30,-1)", "-1"},
+        {"servos.noise", "dxlgetbyte(254,3)", "254"},
+        {"servos.noise", "dxlgetbyte(1,256)", "256"},
+    };
+    for (const auto& c : cases) {
+        const Ended ended = run({c.fault}, c.commands);
+        EXPECT_EQ(ended.status, 0);
+        EXPECT_THAT(
+            ended.err,
+            ContainsRegex(std::string("\\[3\\] dynamixel: /dev/pts/[0-9]+: [^\n]*") + c.words))
+            << c.fault << " " << c.commands;
+    }
+    const Ended otherRate = run({}, "dxlgetbyte(7,3)");
+    EXPECT_THAT(otherRate.err, HasSubstr("ID 7 Addr: 3 value=-1 0xffffffff\n"));
+}
+
+TEST(ServoCommand, PositioningMovesBothAndEndsWhenOneIsMissing)
+{
+    const rigsim::Rig rig;
+    const Ended moved = support::run(on(rig, "dynamixel(2100,1900)"));
+    EXPECT_EQ(moved.status, 0);
+    EXPECT_EQ(rig.servoState(1).goal, 2100);
+    EXPECT_EQ(rig.servoState(2).goal, 1900);
+    EXPECT_THAT(moved.err, ContainsRegex("\\[4\\] visca_control: dxl at 20[0-9]+,19[0-9]+ "));
+
+    const Time start = Time::now();
+    const Ended missing = run({"servos.lost=2"}, "dynamixel(2100,1900)");
+    EXPECT_THAT(missing.err, HasSubstr("Not waiting for the servos any longer: servo ID 2 (tilt) "
+                                       "does not answer."));
+    EXPECT_LT(Time::now() - start, seconds(10));
+}
+
+TEST(ServoCommand, MotorTestPassesOnAHealthyRigAndFailsOnABlockedAxis)
+{
+    const Ended passed = run({}, "motortest(2000,2100,2000,2100,1)");
+    EXPECT_EQ(passed.status, 0);
+    EXPECT_THAT(passed.err, HasSubstr("==== Motor test finished successfully. ===="));
+
+    const Ended blocked =
+        run({"servos.stuck=2"}, "motortest(1000,3000,1000,3000,60);dxlgetbyte(1,3)");
+    EXPECT_EQ(blocked.status, 1);
+    EXPECT_THAT(blocked.err, HasSubstr("Timeout while waiting for tilt motor"));
+    EXPECT_THAT(blocked.err, Not(HasSubstr("ID 1 Addr"))) << "nothing runs after it";
+
+    const Ended wrongId = run({"servos.wrong-id=2"}, "motortest(2000,2100,2000,2100,60)");
+    EXPECT_EQ(wrongId.status, 1);
+    EXPECT_THAT(wrongId.err, HasSubstr("Error reading ID from tilt motor"));
+}
+
+TEST(ServoCommand, InterruptedMotorTestHoldsBothServosWhereTheyAre)
+{
+    const rigsim::Rig rig;
+    support::Process tool(on(rig, "motortest(100,4000,100,4000,60)"));
+    ASSERT_TRUE(rig.waitForServo(
+        2, [](const auto& servo) { return servo.isMoving && servo.moves == 1; }, seconds(30)));
+    tool.signal(SIGINT);
+    EXPECT_EQ(tool.wait().status, 130);
+    rig.settle();
+    for (const int id : {1, 2}) {
+        EXPECT_TRUE(rig.waitForServo(
+            id, [](const auto& servo) { return !servo.isMoving; }, seconds(5)));
+        const rigsim::ServoState servo = rig.servoState(id);
+        EXPECT_GT(servo.goal, 110) << "no longer the end of the swing";
+        EXPECT_LT(servo.goal, 3990);
+        EXPECT_NEAR(servo.position, servo.goal, 60);
+    }
+}
+
+TEST(ServoCommand, InterruptedRunPutsTheAdaptersLatencyBack)
+{
+    const std::string latency =
+        "cat /sys/devices/pci0000:00/0000:00:14.0/usb1/1-5/1-5:1.0/ttyUSB1/latency_timer; ";
+    const std::string test = "-t device=/dev/ttyUSB1 -t 'commands=motortest(0,4095,0,4095,60)'";
+    // TERM, since a shell starts what runs in the background with INT ignored.
+    const Ended ended = support::run({RIGSIM, "--", "/bin/sh", "-c",
+                                      latency + "log=$(mktemp -u); mkfifo $log; " RIGTOOL " " +
+                                          test + " 2>$log & read line <$log; " + latency +
+                                          "kill -TERM $!; wait; rm $log; " + latency});
+    EXPECT_EQ(ended.out, "16116") << ended.err;
+}
+
+TEST(ServoCommand, UnpluggedAdapterEndsEveryLongCommandAtOnce)
+{
+    const struct
+    {
+        const char* commands;
+        int status;
+        const char* words;
+    } cases[] = {
+        {"dxldump(34,252)", 0, "Lost the servo bus at "},
+        {"motortest(1000,3000,1000,3000,60)", 1, "Timeout while waiting for "},
+        {"dxlprecisiontest(100)", 0, "Lost the servo bus at "},
+        {"dynamixel(100,4000)", 0, "the servo bus is lost"},
+    };
+    for (const auto& c : cases) {
+        const bool isScan = std::string(c.commands).rfind("dxldump", 0) == 0;
+        rigsim::Rig rig(panServoAtBaudNumber(isScan ? 1 : 34));
+        support::Process tool(on(rig, c.commands));
+        const auto isUnderWay = [](const auto& servo) { return servo.reads + servo.moves > 0; };
+        ASSERT_TRUE(rig.waitForServo(1, isUnderWay, seconds(30))) << c.commands;
+        rig.unplugServos();
+        const Time start = Time::now();
+        const Ended ended = tool.wait();
+        EXPECT_LT(Time::now() - start, seconds(5)) << c.commands;
+        EXPECT_EQ(ended.status, c.status) << c.commands;
+        EXPECT_THAT(ended.err, HasSubstr("unplugged?")) << c.commands;
+        EXPECT_THAT(ended.err, HasSubstr(c.words)) << c.commands;
+    }
+}
+
+TEST(ServoCommand, InterruptEndsAScanAtOnceAndClosesTheLine)
+{
+    const rigsim::Rig rig(panServoAtBaudNumber(1));
+    support::Process tool(on(rig, "dxldump(34,252)"));
+    ASSERT_TRUE(rig.waitForServo(
+        1, [](const auto& servo) { return servo.reads > 0; }, seconds(30)));
+    const Time start = Time::now();
+    tool.signal(SIGINT);
+    EXPECT_EQ(tool.wait().status, 130);
+    EXPECT_LT(Time::now() - start, seconds(5));
+    EXPECT_EQ(support::run(on(rig, "dxlgetbyte(2,3)")).err, "ID 2 Addr: 3 value=2 0x02\n");
+}
+
+TEST(ServoCommand, BusThatCannotBeOpenedEndsTheTestsWithStatusOne)
+{
+    for (const char* command : {"motortest(1,2,3,4,5);kinect", "dxlprecisiontest(3);kinect"}) {
+        const Ended ended = support::run(
+            {RIGTOOL, "-t", "device=/dev/none", "-t", std::string("commands=") + command});
+        EXPECT_EQ(ended.status, 1);
+        EXPECT_THAT(ended.err,
+                    testing::MatchesRegex("[^\n]*\\[2\\] visca_control: Failed to open the servo "
+                                          "bus: /dev/none: open: No such file [^\n]*\n"));
+    }
+    EXPECT_EQ(run({}, "dxlgetbyte(1,3)").status, 0);
+    const rigsim::Rig rig;
+    std::vector<std::string> negative = on(rig, "dxlgetbyte(1,3)");
+    negative.insert(negative.end(), {"-t", "dxlbaudnum=-1"});
+    EXPECT_THAT(support::run(negative).err,
+                HasSubstr("Failed to open USB2Dynamixel at " + rig.servosPath()));
+}
+
+TEST(ServoCommand, PrecisionTestDrawsTheSameTargetsEveryTimeAndItsMarginsMatter)
+{
+    const auto precision = [](const char* margins) {
+        rigsim::RigOptions options;
+        options.speed = 10;
+        const rigsim::Rig rig(options);
+        std::vector<std::string> arguments = on(rig, "dxlprecisiontest(4)");
+        for (const char* setting : {"margin1pos=", "margin1neg=", "margin2="})
+            if (*margins != '\0')
+                arguments.insert(arguments.end(), {"-t", std::string(setting) + margins});
+        return support::run(arguments).out;
+    };
+    const auto steps = [](const std::string& out) {
+        std::string found;
+        std::istringstream lines(out);
+        for (std::string line; std::getline(lines, line) && line[0] != 'A';)
+            found += line.substr(0, line.rfind(' ')) + "\n";
+        return found;
+    };
+    const std::string tuned = precision("");
+    const std::string plain = precision("0");
+    EXPECT_EQ(std::count(tuned.begin(), tuned.end(), '\n'), 10);
+    EXPECT_EQ(steps(tuned), steps(plain)) << "random() is never seeded";
+    EXPECT_NE(tuned, plain) << "the margins change the errors";
+}
+
+}  // namespace
