@@ -44,12 +44,9 @@ spdlog::logger& output()
 spdlog::level::level_enum colorLevel(int level)
 {
     switch (level) {
-        case 3:
-            return spdlog::level::warn;
-        case 4:
-            return spdlog::level::info;
-        default:
-            return level < 3 ? spdlog::level::err : spdlog::level::trace;
+        case 3: return spdlog::level::warn;
+        case 4: return spdlog::level::info;
+        default: return level < 3 ? spdlog::level::err : spdlog::level::trace;
     }
 }
 

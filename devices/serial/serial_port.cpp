@@ -31,21 +31,15 @@ std::string remedyFor(int number)
 {
     switch (number) {
         case EACCES:
-        case EPERM:
-            return "add yourself to the group dialout and log in again";
+        case EPERM: return "add yourself to the group dialout and log in again";
         case ENOENT:
         case ENODEV:
-        case ENXIO:
-            return "is it plugged in? ls /dev/ttyUSB* /dev/ttyACM* shows what is";
-        case EBUSY:
-            return "another program holds it; fuser -v shows which";
+        case ENXIO: return "is it plugged in? ls /dev/ttyUSB* /dev/ttyACM* shows what is";
+        case EBUSY: return "another program holds it; fuser -v shows which";
         case ENOTTY:
-        case EISDIR:
-            return "this is no serial line; ls /dev/ttyUSB* /dev/ttyACM* shows them";
-        case EIO:
-            return "unplugged?";
-        default:
-            return "";
+        case EISDIR: return "this is no serial line; ls /dev/ttyUSB* /dev/ttyACM* shows them";
+        case EIO: return "unplugged?";
+        default: return "";
     }
 }
 

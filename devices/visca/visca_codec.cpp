@@ -135,14 +135,11 @@ std::string errorText(uint8_t error)
                    "range";
         case kBufferFull:
             return "command buffer full: the camera is still busy with earlier commands";
-        case kCancelled:
-            return "command cancelled";
-        case kNoSocket:
-            return "no such socket: nothing to cancel";
+        case kCancelled: return "command cancelled";
+        case kNoSocket: return "no such socket: nothing to cancel";
         case kNotExecutable:
             return "not executable: target out of range, or the camera is in standby";
-        default:
-            return "unknown error code " + std::to_string(error);
+        default: return "unknown error code " + std::to_string(error);
     }
 }
 

@@ -133,12 +133,9 @@ int CameraModel::numberOf(const Socket& socket) const
 Time CameraModel::endOf(const Socket& socket) const
 {
     switch (socket.motion) {
-        case Motion::PanTilt:
-            return std::max({socket.start, m_pan.arrival(), m_tilt.arrival()});
-        case Motion::Zoom:
-            return std::max(socket.start, m_zoom.arrival());
-        case Motion::None:
-            break;
+        case Motion::PanTilt: return std::max({socket.start, m_pan.arrival(), m_tilt.arrival()});
+        case Motion::Zoom: return std::max(socket.start, m_zoom.arrival());
+        case Motion::None: break;
     }
     return socket.start;
 }

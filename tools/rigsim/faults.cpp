@@ -24,20 +24,13 @@ struct ValueForm
 ValueForm formOf(FaultValue value)
 {
     switch (value) {
-        case FaultValue::Milliseconds:
-            return {"MS", 0, 86400000};
-        case FaultValue::Seconds:
-            return {"SECONDS", 0, 86400};
-        case FaultValue::Count:
-            return {"N", 1, 1000000};
-        case FaultValue::ServoId:
-            return {"ID", 0, 253};
-        case FaultValue::StatusLevel:
-            return {"N", 0, 2};
-        case FaultValue::ReturnDelay:
-            return {"N", 0, 254};
-        case FaultValue::None:
-            break;
+        case FaultValue::Milliseconds: return {"MS", 0, 86400000};
+        case FaultValue::Seconds: return {"SECONDS", 0, 86400};
+        case FaultValue::Count: return {"N", 1, 1000000};
+        case FaultValue::ServoId: return {"ID", 0, 253};
+        case FaultValue::StatusLevel: return {"N", 0, 2};
+        case FaultValue::ReturnDelay: return {"N", 0, 254};
+        case FaultValue::None: break;
     }
     return {"", 0, 0};
 }

@@ -124,23 +124,14 @@ bool ServoModel::answers(const Request& request) const
 uint8_t ServoModel::execute(const Request& request, Time now, Bytes* answer)
 {
     switch (request.instruction) {
-        case dxl::kPing:
-            return 0;
-        case dxl::kRead:
-            return read(request.parameters, now, answer);
-        case dxl::kWrite:
-            return write(request.parameters, now);
-        case dxl::kRegWrite:
-            return registerWrite(request.parameters);
-        case dxl::kAction:
-            return act(now);
-        case dxl::kFactoryReset:
-            m_table.resetEeprom();
-            return 0;
-        case dxl::kSyncWrite:
-            return syncWrite(request.parameters, now);
-        default:
-            return dxl::kInstructionError;
+        case dxl::kPing: return 0;
+        case dxl::kRead: return read(request.parameters, now, answer);
+        case dxl::kWrite: return write(request.parameters, now);
+        case dxl::kRegWrite: return registerWrite(request.parameters);
+        case dxl::kAction: return act(now);
+        case dxl::kFactoryReset: m_table.resetEeprom(); return 0;
+        case dxl::kSyncWrite: return syncWrite(request.parameters, now);
+        default: return dxl::kInstructionError;
     }
 }
 
