@@ -19,8 +19,10 @@ constexpr int64_t kBitsPerByte = 10;  // start bit, eight data bits, stop bit
 /// Longest time that a servo waits before it answers: 254 units of 2 us in kReturnDelay.
 constexpr Duration kLongestReturnDelay = microseconds(508);
 
-/// USB transfers and a busy machine add up to some 3.5 ms.
-constexpr Duration kMargin = milliseconds(4);
+/// USB transfers and a busy machine delay an answer by up to 3.5 ms, the latency timer of an
+/// adapter set to low latency included; a longer timer adds what it is longer.
+constexpr Duration kMargin = microseconds(3700);
+constexpr Duration kLowLatency = milliseconds(1);
 
 /// An answer that has begun by the deadline may come in pieces while a camera loads the USB bus.
 constexpr Duration kRestOfAnswer = milliseconds(20);
@@ -57,7 +59,7 @@ std::optional<Error> DxlBus::open(const std::string& device, int baudNumber)
     if (auto error = m_port.open(device, *bitRate)) return error;
     m_port.setLowLatency();
     m_bitRate = *bitRate;
-    m_adapterDelay = m_port.roundTripAllowance();
+    m_adapterDelay = std::max(m_port.roundTripAllowance(), kLowLatency) - kLowLatency;
     return std::nullopt;
 }
 

@@ -21,7 +21,7 @@ namespace quill::dynamixel
 /// request among noise, the adapter's echo and late answers. Logs failures, category "dynamixel",
 /// at level 3; one that a poll meets again is told once until the servo answers, then is tracing
 /// detail (level 5). Every exchange has a deadline computed from the bytes on the line at the bit
-/// rate, the longest return delay, what the adapter adds, and 4 ms for USB and a busy machine.
+/// rate, the longest return delay, and what the adapter, USB and a busy machine add.
 class DxlBus
 {
   public:
@@ -71,7 +71,7 @@ class DxlBus
 
     SerialPort m_port;
     int m_bitRate = 0;
-    Duration m_adapterDelay;
+    Duration m_adapterDelay;  ///< by which its latency timer exceeds 1 ms
     bool m_lineEchoes = false;
     StatusReader m_reader{3};  ///< a request for a word, which an adapter may echo, has most
     Time m_lineFree;           ///< when what was sent and needs no answer has left

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <deque>
+#include <utility>
 
 #include "devices/serial/serial_port.h"
 #include "support/fake_clock.h"
@@ -10,23 +11,9 @@
 namespace
 {
 
-struct Arrival
-{
-    quill::Time at;
-    support::Bytes bytes;
-};
+std::deque<std::pair<quill::Time, support::Bytes>> s_arrivals;
 
-std::deque<Arrival> s_arrivals;
-
-quill::Error failure(const char* step, int number)
-{
-    return {"/dev/servos", step, number, "", number == EIO ? "unplugged?" : ""};
-}
-
-void waitUntil(quill::Time time)
-{
-    support::advanceClock(std::max(time - quill::Time::now(), quill::Duration()));
-}
+const quill::Error kUnpluggedError = {"", "", EIO, "", "unplugged?"};
 
 }  // namespace
 
@@ -45,13 +32,11 @@ class LowLatency
 SerialPort::SerialPort() = default;
 SerialPort::~SerialPort() = default;
 
-std::optional<Error> SerialPort::open(const std::string& path, int bitRate)
+std::optional<Error> SerialPort::open(const std::string& path, int)
 {
     m_path = path;
     s_arrivals.clear();
-    support::line().bitRate = bitRate;
-    if (path != "/dev/ttyMissing") return std::nullopt;
-    return Error{path, "open", ENOENT, "", "is it plugged in?"};
+    return std::nullopt;
 }
 
 void SerialPort::setLowLatency() {}
@@ -63,26 +48,26 @@ Duration SerialPort::roundTripAllowance() const
 
 std::optional<Error> SerialPort::write(const uint8_t*, size_t, Time)
 {
-    if (!s_arrivals.empty() && s_arrivals.front().bytes.empty()) return failure("write", EIO);
+    if (!s_arrivals.empty() && s_arrivals.front().second.empty()) return kUnpluggedError;
     support::ScriptedLine& line = support::line();
     if (line.onRequest) line.onRequest();
     Time at = Time::now();
     const size_t next = line.requests++;
     for (const auto& piece : next < line.script.size() ? line.script[next] : line.usual)
-        s_arrivals.push_back({at = at + piece.after, piece.bytes});
+        s_arrivals.emplace_back(at = at + piece.after, piece.bytes);
     return std::nullopt;
 }
 
 std::optional<Error> SerialPort::readSome(uint8_t* buffer, size_t, size_t* got, Time deadline)
 {
     *got = 0;
-    if (s_arrivals.empty() || s_arrivals.front().at > std::max(deadline, Time::now())) {
-        waitUntil(deadline);
-        return failure("read", ETIMEDOUT);
-    }
-    waitUntil(s_arrivals.front().at);
-    const support::Bytes bytes = s_arrivals.front().bytes;
-    if (bytes.empty()) return failure("read", EIO);
+    const bool comes =
+        !s_arrivals.empty() && s_arrivals.front().first <= std::max(deadline, Time::now());
+    const Time until = comes ? s_arrivals.front().first : deadline;
+    support::advanceClock(std::max(until - Time::now(), Duration()));
+    if (!comes) return Error{"", "", ETIMEDOUT, "", ""};
+    const support::Bytes bytes = s_arrivals.front().second;
+    if (bytes.empty()) return kUnpluggedError;
     s_arrivals.pop_front();
     std::copy(bytes.begin(), bytes.end(), buffer);
     *got = bytes.size();
@@ -91,8 +76,8 @@ std::optional<Error> SerialPort::readSome(uint8_t* buffer, size_t, size_t* got, 
 
 void SerialPort::discardInput()
 {
-    while (!s_arrivals.empty() && s_arrivals.front().at <= Time::now() &&
-           !s_arrivals.front().bytes.empty())
+    while (!s_arrivals.empty() && s_arrivals.front().first <= Time::now() &&
+           !s_arrivals.front().second.empty())
         s_arrivals.pop_front();
 }
 

@@ -8,7 +8,7 @@
 #include "devices/dynamixel/dxl_codec.h"
 
 /// A serial line in the place of SerialPort, with servos that follow a script; on the fake clock,
-/// so that time passes only by what is waited for. Every path but /dev/ttyMissing opens.
+/// so that time passes only by what is waited for. Every path opens.
 namespace support
 {
 
@@ -31,7 +31,6 @@ struct ScriptedLine
     Answer usual = {};                     ///< when the script is at its end
     quill::Duration adapterDelay = {};     ///< that the port tells of
     std::function<void()> onRequest = {};  ///< may be empty
-    int bitRate = 0;                       ///< that the line was opened at
     size_t requests = 0;
 };
 
