@@ -56,9 +56,7 @@ class Mutator
             case 0:
                 if (place != input->end()) *place = byte;
                 break;
-            case 1:
-                input->insert(place, byte);
-                break;
+            case 1: input->insert(place, byte); break;
             case 2:
                 if (place != input->end()) input->erase(place);
                 break;

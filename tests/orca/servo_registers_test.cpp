@@ -7,7 +7,6 @@
 #include "support/log_capture.h"
 #include "tools/orca/hardware_driver.h"
 
-
 namespace
 {
 
@@ -22,6 +21,7 @@ class ServoRegisters : public testing::Test
     {
         quill::initializeStaticProperties();
         fakeBus = {};
+        (void)support::takeSlept();
     }
     ~ServoRegisters() override { quill::setLogLevel(quill::kDefaultLogLevel); }
 
@@ -39,30 +39,18 @@ int answerOfServo(int wantedId, int baudNumber, int id, int address)
 {
     if (id != wantedId) return -1;
     switch (address) {
-        case 0:
-            return 0x1d;
-        case 2:
-            return 0x24;
-        case 3:
-            return wantedId;
-        case 4:
-            return baudNumber;
-        case 6:
-            return 10;
-        case 8:
-            return 4000;
-        case 11:
-            return 80;
-        case 12:
-            return 60;
-        case 13:
-            return 140;
-        case 14:
-            return 1023;
-        case 36:
-            return 512;
-        default:
-            return -1;
+        case 0: return 0x1d;
+        case 2: return 0x24;
+        case 3: return wantedId;
+        case 4: return baudNumber;
+        case 6: return 10;
+        case 8: return 4000;
+        case 11: return 80;
+        case 12: return 60;
+        case 13: return 140;
+        case 14: return 1023;
+        case 36: return 512;
+        default: return -1;
     }
 }
 

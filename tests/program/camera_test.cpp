@@ -29,22 +29,6 @@ std::vector<std::string> on(const rigsim::Rig& rig, const std::string& commands)
     return {RIGTOOL, "-t", "device=" + rig.cameraPath(), "-t", "commands=" + commands};
 }
 
-TEST(CameraCommand, MovesTheSimulatedCameraAndReadsThePositionBack)
-{
-    const Ended ended = support::run(
-        {RIGSIM, "--", RIGTOOL, "-t", "commands=pantiltzoom(100,-20,3);getpantiltzoom"});
-    EXPECT_EQ(ended.status, 0);
-    EXPECT_EQ(ended.out, "");
-    EXPECT_THAT(
-        ended.err,
-        testing::MatchesRegex("[^\n]* \\[4\\] visca_control: setPanTiltZoom\\(100,-20,3\\) [^\n]*\n"
-                              "[^\n]* \\[4\\] visca_control: Setting Zoom\\. [^\n]*\n"
-                              "[^\n]* \\[4\\] visca_control: Wait [^\n]*\n"
-                              "[^\n]* \\[4\\] visca_control: pan=100 tilt=-20 zoom=3 [^\n]*\n"
-                              "[^\n]* \\[4\\] visca_control: Done\\. [^\n]*\n"
-                              "[^\n]* \\[4\\] visca_control: pan=100 tilt=-20 zoom=3 [^\n]*\n"));
-}
-
 TEST(CameraCommand, OutOfRangeIsReportedNeverSent)
 {
     const rigsim::Rig rig;

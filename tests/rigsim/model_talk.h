@@ -13,14 +13,9 @@
 namespace model_talk
 {
 
-using rigsim::Bytes;
-using rigsim::Duration;
-using rigsim::Time;
-using Lines = std::vector<std::string>;
-
-inline Bytes bytes(const std::string& hex)
+inline rigsim::Bytes bytes(const std::string& hex)
 {
-    Bytes result;
+    rigsim::Bytes result;
     std::istringstream in(hex);
     for (unsigned byte = 0; in >> std::hex >> byte;) result.push_back(static_cast<uint8_t>(byte));
     return result;
@@ -33,31 +28,24 @@ struct Send
     std::string hex;
 };
 
-/// A conversation at a bit rate, with the unit its times are in.
-struct Talk
+/// Says the packets at their times. @return what comes back within 10 s, as "time: hex, time: hex"
+inline std::string talk(rigsim::SerialModel* model, unsigned bitRate, rigsim::Duration unit,
+                        const std::vector<Send>& sends)
 {
-    unsigned bitRate;
-    Duration unit;
-
-    Time at(int64_t time) const { return Time() + unit * time; }
-
-    /// Says the packets at their times and writes down what comes back until `end`, as "time: hex".
-    Lines operator()(rigsim::SerialModel* model, const std::vector<Send>& sends, int64_t end) const
-    {
-        Lines lines;
-        const auto listen = [&](Time until) {
-            for (const rigsim::Output& output : model->takeOutput(until))
-                lines.push_back(fmt::format("{}: {:02X}",
-                                            (output.at - Time()).nanoseconds() / unit.nanoseconds(),
-                                            fmt::join(output.bytes, " ")));
-        };
-        for (const Send& send : sends) {
-            listen(at(send.at));
-            model->receive(bytes(send.hex), bitRate, at(send.at));
-        }
-        listen(at(end));
-        return lines;
+    std::vector<std::string> answers;
+    const auto listen = [&](rigsim::Time until) {
+        for (const rigsim::Output& output : model->takeOutput(until))
+            answers.push_back(fmt::format(
+                "{}: {:02X}", (output.at - rigsim::Time()).nanoseconds() / unit.nanoseconds(),
+                fmt::join(output.bytes, " ")));
+    };
+    for (const Send& send : sends) {
+        const rigsim::Time at = rigsim::Time() + unit * send.at;
+        listen(at);
+        model->receive(bytes(send.hex), bitRate, at);
     }
-};
+    listen(rigsim::Time() + quill::seconds(10));
+    return fmt::format("{}", fmt::join(answers, ", "));
+}
 
 }  // namespace model_talk

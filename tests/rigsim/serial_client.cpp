@@ -11,9 +11,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <sstream>
 
 #include "common/time.h"
+#include "tests/rigsim/model_talk.h"
 
 namespace
 {
@@ -31,11 +31,6 @@ bool isWhole(const std::vector<uint8_t>& packet)
     return packet.size() > 4 && packet.size() == packet[3] + size_t{4};
 }
 
-std::string toHex(const std::vector<uint8_t>& packet)
-{
-    return fmt::format("{:02X}", fmt::join(packet, " "));
-}
-
 }  // namespace
 
 SerialClient::SerialClient(const std::string& path, unsigned bitRate)
@@ -48,6 +43,7 @@ SerialClient::SerialClient(const std::string& path, unsigned bitRate)
     settings.c_ispeed = bitRate;
     settings.c_ospeed = bitRate;
     require(ioctl(m_descriptor, TCSETS2, &settings) == 0, "TCSETS2");
+    require(ioctl(m_descriptor, TIOCEXCL) == 0, "TIOCEXCL");
 }
 
 SerialClient::~SerialClient()
@@ -55,41 +51,25 @@ SerialClient::~SerialClient()
     close(m_descriptor);
 }
 
-unsigned SerialClient::bitRate() const
-{
-    termios2 settings{};
-    require(ioctl(m_descriptor, TCGETS2, &settings) == 0, "TCGETS2");
-    return settings.c_ospeed;
-}
-
-bool SerialClient::makeExclusive() const
-{
-    return ioctl(m_descriptor, TIOCEXCL) == 0;
-}
-
 void SerialClient::say(const std::string& hex) const
 {
-    std::istringstream in(hex);
-    std::string bytes;
-    for (unsigned byte = 0; in >> std::hex >> byte;) bytes += static_cast<char>(byte);
+    const auto bytes = model_talk::bytes(hex);
     require(write(m_descriptor, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()),
             "write");
 }
 
-std::string SerialClient::hear(int timeoutMs) const
+std::string SerialClient::hear() const
 {
-    const auto end = quill::Time::now() + quill::milliseconds(timeoutMs);
+    const auto end = quill::Time::now() + quill::seconds(5);
     std::vector<uint8_t> packet;
-    for (auto left = end - quill::Time::now(); left > quill::Duration();
-         left = end - quill::Time::now()) {
+    while (packet.empty() || !isWhole(packet)) {
+        const auto leftMs = (end - quill::Time::now()).nanoseconds() / 1000000;
         pollfd line{m_descriptor, POLLIN, 0};
-        poll(&line, 1, static_cast<int>(left.nanoseconds() / 1000000) + 1);
-        if (line.revents & POLLHUP)
-            return toHex(packet) + (packet.empty() ? "hung up" : " hung up");
+        if (leftMs < 0 || poll(&line, 1, static_cast<int>(leftMs) + 1) == 0)
+            return fmt::format("{:02X} silence", fmt::join(packet, " "));
+        if (line.revents & POLLHUP) return fmt::format("{:02X} hung up", fmt::join(packet, " "));
         uint8_t byte = 0;
-        if (!(line.revents & POLLIN) || read(m_descriptor, &byte, 1) != 1) continue;
-        packet.push_back(byte);
-        if (isWhole(packet)) return toHex(packet);
+        if (read(m_descriptor, &byte, 1) == 1) packet.push_back(byte);
     }
-    return toHex(packet) + (packet.empty() ? "silence" : " silence");
+    return fmt::format("{:02X}", fmt::join(packet, " "));
 }

@@ -1,11 +1,9 @@
 #pragma once
 
-#include <cstdint>
 #include <string>
-#include <vector>
 
 /// A program's end of a serial line, with nothing but system calls: what a simulated line is tested
-/// with. Ends the test program when the line cannot be opened.
+/// with. Ends the test program when the line cannot be opened, or not for itself alone.
 class SerialClient
 {
   public:
@@ -15,15 +13,11 @@ class SerialClient
     SerialClient& operator=(const SerialClient&) = delete;
 
     int descriptor() const { return m_descriptor; }
-    /// As the kernel has it.
-    unsigned bitRate() const;
-    /// Keeps others out, as TIOCEXCL does.
-    bool makeExclusive() const;
 
     void say(const std::string& hex) const;
     /// @return the next packet in hex, or what came of it and "silence" or "hung up". It ends with
     /// FF, or begins with FF and tells its length in the fourth byte.
-    std::string hear(int timeoutMs = 5000) const;
+    std::string hear() const;
 
   private:
     int m_descriptor;

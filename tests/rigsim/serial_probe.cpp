@@ -1,5 +1,5 @@
-// serial_probe PATH BITRATE [HEX]...: opens a line at a bit rate, says each packet and prints what
-// the other end answers. Stands for any program that is given a simulated rig.
+// serial_probe PATH BITRATE [HEX]...: opens a line at a bit rate for itself alone, says each packet
+// and prints what the other end answers. Stands for any program that is given a simulated rig.
 
 #include <cstdio>
 #include <cstdlib>
@@ -10,10 +10,9 @@ int main(int argc, char** argv)
 {
     if (argc < 3) return 2;
     const SerialClient line(argv[1], static_cast<unsigned>(std::strtoul(argv[2], nullptr, 10)));
-    std::printf("%u bit/s%s\n", line.bitRate(), line.makeExclusive() ? ", exclusive" : "");
     for (int i = 3; i < argc; ++i) {
         line.say(argv[i]);
-        std::printf("%s\n", line.hear().c_str());
+        std::puts(line.hear().c_str());
     }
     return 0;
 }

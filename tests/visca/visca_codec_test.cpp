@@ -68,18 +68,13 @@ std::string inWords(const Bytes& packet)
     if (!reply) return "none";
     const std::string socket = std::to_string(reply->socket);
     switch (reply->kind) {
-        case ReplyKind::Acknowledge:
-            return "acknowledge " + socket;
+        case ReplyKind::Acknowledge: return "acknowledge " + socket;
         case ReplyKind::Completion:
             return "completion " + socket + ", " + std::to_string(reply->data.size()) + " bytes";
-        case ReplyKind::Error:
-            return "error " + socket + ", " + std::to_string(reply->error);
-        case ReplyKind::NetworkChange:
-            return "network change";
-        case ReplyKind::AddressSet:
-            return "address set " + std::to_string(reply->nextAddress);
-        case ReplyKind::InterfaceClear:
-            return "interface clear";
+        case ReplyKind::Error: return "error " + socket + ", " + std::to_string(reply->error);
+        case ReplyKind::NetworkChange: return "network change";
+        case ReplyKind::AddressSet: return "address set " + std::to_string(reply->nextAddress);
+        case ReplyKind::InterfaceClear: return "interface clear";
     }
     return "";
 }
