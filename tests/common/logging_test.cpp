@@ -54,16 +54,6 @@ TEST_F(Logging, ShowsOnlyWhatTheLevelAllowsAndEvaluatesNothingElse)
     EXPECT_EQ(evaluated, 2);
 }
 
-TEST_F(Logging, LeavesAnElseToItsOwnIf)
-{
-    bool elseTaken = false;
-    if (false)
-        QUILL_LOG(2, "c") << "not reached";
-    else
-        elseTaken = true;
-    EXPECT_TRUE(elseTaken);
-}
-
 TEST_F(Logging, StopsAfterATerminatingRecord)
 {
     std::string message;

@@ -14,40 +14,11 @@ namespace
 using quill::seconds;
 using quill::Time;
 using support::Ended;
-using testing::ContainsRegex;
 using testing::HasSubstr;
-
-rigsim::RigOptions withFaults(std::initializer_list<const char*> faults)
-{
-    rigsim::RigOptions options;
-    options.faults = rigsim::Faults(faults);
-    return options;
-}
 
 std::vector<std::string> on(const rigsim::Rig& rig, const std::string& commands)
 {
     return {RIGTOOL, "-t", "device=" + rig.cameraPath(), "-t", "commands=" + commands};
-}
-
-TEST(CameraCommand, OutOfRangeIsReportedNeverSent)
-{
-    const rigsim::Rig rig;
-    const Ended ended = support::run(on(rig, "pantiltzoom(70000,0,-1)"));
-    EXPECT_EQ(ended.status, 0);
-    EXPECT_THAT(ended.err, ContainsRegex("\\[3\\] visca: .*pan 70000.*not sent"));
-    EXPECT_THAT(ended.err, ContainsRegex("\\[3\\] visca: .*zoom to -1.*not sent"));
-    EXPECT_EQ(rig.cameraState().moves, 0);
-}
-
-TEST(CameraCommand, ResetEndsWithTheCameraHome)
-{
-    const rigsim::Rig rig;
-    const Ended ended = support::run(on(rig, "pantilt(150,100);resetptz"));
-    EXPECT_EQ(ended.status, 0);
-    const rigsim::CameraState state = rig.cameraState();
-    EXPECT_FALSE(state.isMoving);
-    EXPECT_EQ(state.pan, 0);
-    EXPECT_EQ(state.tilt, 0);
 }
 
 TEST(CameraCommand, PulledPlugEndsTheWaitAtOnce)
@@ -67,7 +38,7 @@ TEST(CameraCommand, PulledPlugEndsTheWaitAtOnce)
 
 TEST(CameraCommand, InterruptEndsTheWaitAtOnceAndClosesTheLine)
 {
-    const rigsim::Rig rig(withFaults({"camera.restless"}));
+    const rigsim::Rig rig({{"camera.restless"}});
     support::Process tool(on(rig, "pantilt(10,0);getpantiltzoom"));
     ASSERT_TRUE(tool.waitForError("setPanTilt(10,0)"));
     const Time start = Time::now();
@@ -80,7 +51,7 @@ TEST(CameraCommand, InterruptEndsTheWaitAtOnceAndClosesTheLine)
 
 TEST(CameraCommand, SecondRunOnTheSameLineIsToldThatItIsBusy)
 {
-    const rigsim::Rig rig(withFaults({"camera.restless"}));
+    const rigsim::Rig rig({{"camera.restless"}});
     support::Process first(on(rig, "pantilt(10,0)"));
     ASSERT_TRUE(first.waitForError("setPanTilt(10,0)"));
     const Ended second = support::run(on(rig, "getpantiltzoom"));

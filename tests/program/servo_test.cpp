@@ -18,13 +18,6 @@ using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
 
-rigsim::RigOptions withFaults(std::initializer_list<const char*> faults)
-{
-    rigsim::RigOptions options;
-    options.faults = rigsim::Faults(faults);
-    return options;
-}
-
 /// A rig whose pan servo answers from the first baud number of a scan on.
 rigsim::RigOptions panServoAtBaudNumber(uint8_t baudNumber)
 {
@@ -40,7 +33,7 @@ std::vector<std::string> on(const rigsim::Rig& rig, const std::string& commands)
 
 Ended run(std::initializer_list<const char*> faults, const std::string& commands)
 {
-    const rigsim::Rig rig(withFaults(faults));
+    const rigsim::Rig rig({rigsim::Faults(faults)});
     return support::run(on(rig, commands));
 }
 

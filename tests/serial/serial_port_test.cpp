@@ -9,7 +9,6 @@
 #include <csignal>
 #include <fstream>
 
-#include "common/interrupt.h"
 #include "tools/rigsim/pty_line.h"
 
 namespace quill
@@ -169,25 +168,6 @@ TEST(SerialPort, PulledPlugIsAnErrorAtOnce)
     const auto writeError = port.write(&byte, 1, in(60000));
     ASSERT_NE(writeError, std::nullopt);
     EXPECT_TRUE(isLineLost(*writeError));
-}
-
-TEST(SerialPortDeathTest, WaitIsEndedByAnInterrupt)
-{
-    const auto readForEver = [] {
-        const PtyLine line;
-        SerialPort port;
-        if (port.open(line.path(), 9600)) std::_Exit(1);
-        watchInterrupts();
-        const InterruptCleanup cleanup([] { std::fputs("cleaned up", stderr); });
-        struct sigaction raiseInterrupt = {};
-        raiseInterrupt.sa_handler = [](int) { std::raise(SIGINT); };
-        ::sigaction(SIGALRM, &raiseInterrupt, nullptr);
-        const itimerval soon = {{0, 0}, {0, 20000}};
-        ::setitimer(ITIMER_REAL, &soon, nullptr);
-        Bytes none;
-        (void)readAll(&port, &none, 1, in(60000));
-    };
-    EXPECT_EXIT(readForEver(), testing::KilledBySignal(SIGINT), "cleaned up");
 }
 
 }  // namespace

@@ -26,76 +26,29 @@ std::vector<std::string> support::takeDriverCalls()
     return std::exchange(s_calls, {});
 }
 
-void HardwareDriver::setPanTiltZoom(int pan, int tilt, int zoom)
-{
-    note("setPanTiltZoom", pan, tilt, zoom);
-}
-void HardwareDriver::getPanTiltZoom()
-{
-    note("getPanTiltZoom");
-}
-void HardwareDriver::resetPanTilt()
-{
-    note("resetPanTilt");
-}
-void HardwareDriver::setPanTilt(int pan, int tilt)
-{
-    note("setPanTilt", pan, tilt);
-}
-void HardwareDriver::setDynamixelPanTilt(int pan, int tilt)
-{
-    note("setDynamixelPanTilt", pan, tilt);
-}
-void HardwareDriver::setCBus(int pin, int state)
-{
-    note("setCBus", pin, state);
-}
-void HardwareDriver::usbSysPath()
-{
-    note("usbSysPath");
-}
-void HardwareDriver::dxlDump(int maxbaud, int maxid)
-{
-    note("dxlDump", maxbaud, maxid);
-}
-void HardwareDriver::dxlSetPos(int id, int pos)
-{
-    note("dxlSetPos", id, pos);
-}
-void HardwareDriver::dxlSetByte(int id, int addr, int value)
-{
-    note("dxlSetByte", id, addr, value);
-}
-void HardwareDriver::dxlSetWord(int id, int addr, int value)
-{
-    note("dxlSetWord", id, addr, value);
-}
-void HardwareDriver::dxlGetByte(int id, int addr)
-{
-    note("dxlGetByte", id, addr);
-}
-void HardwareDriver::dxlGetWord(int id, int addr)
-{
-    note("dxlGetWord", id, addr);
-}
-void HardwareDriver::dynamixelPrecisionTest(int n)
-{
-    note("dynamixelPrecisionTest", n);
-}
-void HardwareDriver::laserOn(int n)
-{
-    note("laserOn", n);
-}
-void HardwareDriver::captureKinectImages()
-{
-    note("captureKinectImages");
-}
-void HardwareDriver::testSystem(const std::string& ptz_tty, const std::string& motors_tty,
-                                const std::string& laser_tty)
-{
-    note("testSystem", ptz_tty, motors_tty, laser_tty);
-}
-void HardwareDriver::testMotors(int x0, int x1, int y0, int y1, int duration_s)
-{
-    note("testMotors", x0, x1, y0, y1, duration_s);
-}
+#define RECORDED(operation, parameters, ...)  \
+    void HardwareDriver::operation parameters \
+    {                                         \
+        note(__VA_ARGS__);                    \
+    }
+
+RECORDED(setPanTiltZoom, (int pan, int tilt, int zoom), "setPanTiltZoom", pan, tilt, zoom)
+RECORDED(getPanTiltZoom, (), "getPanTiltZoom")
+RECORDED(resetPanTilt, (), "resetPanTilt")
+RECORDED(setPanTilt, (int pan, int tilt), "setPanTilt", pan, tilt)
+RECORDED(setDynamixelPanTilt, (int pan, int tilt), "setDynamixelPanTilt", pan, tilt)
+RECORDED(setCBus, (int pin, int state), "setCBus", pin, state)
+RECORDED(usbSysPath, (), "usbSysPath")
+RECORDED(dxlDump, (int maxbaud, int maxid), "dxlDump", maxbaud, maxid)
+RECORDED(dxlSetPos, (int id, int pos), "dxlSetPos", id, pos)
+RECORDED(dxlSetByte, (int id, int addr, int value), "dxlSetByte", id, addr, value)
+RECORDED(dxlSetWord, (int id, int addr, int value), "dxlSetWord", id, addr, value)
+RECORDED(dxlGetByte, (int id, int addr), "dxlGetByte", id, addr)
+RECORDED(dxlGetWord, (int id, int addr), "dxlGetWord", id, addr)
+RECORDED(dynamixelPrecisionTest, (int n), "dynamixelPrecisionTest", n)
+RECORDED(laserOn, (int n), "laserOn", n)
+RECORDED(captureKinectImages, (), "captureKinectImages")
+RECORDED(testSystem, (const std::string& ptz, const std::string& motors, const std::string& laser),
+         "testSystem", ptz, motors, laser)
+RECORDED(testMotors, (int x0, int x1, int y0, int y1, int duration_s), "testMotors", x0, x1, y0, y1,
+         duration_s)

@@ -26,13 +26,7 @@ const Bytes kZoom = {0x90, 0x50, 0, 0, 0, 3, 0xFF};
 
 constexpr Duration kTimeout = seconds(5);
 
-rigsim::RigOptions withFaults(std::initializer_list<const char*> faults, double speed = 20)
-{
-    rigsim::RigOptions options;
-    options.faults = rigsim::Faults(faults);
-    options.speed = speed;
-    return options;
-}
+constexpr double kSpeed = 20;
 
 TEST(ViscaCameraOnTheRig, MovesZoomsAndReadsBackWhateverTheLineDoes)
 {
@@ -57,7 +51,7 @@ TEST(ViscaCameraOnTheRig, MovesZoomsAndReadsBackWhateverTheLineDoes)
         std::string name = "faults:";
         for (const char* fault : faults) name += std::string(" ") + fault;
         SCOPED_TRACE(name);
-        rigsim::Rig rig(withFaults(faults));
+        rigsim::Rig rig({rigsim::Faults(faults), kSpeed});
         support::LogCapture log;
         const auto camera = VISCACamera::open(rig.cameraPath(), seconds(1));
         ASSERT_NE(camera, nullptr) << log.text();
@@ -79,7 +73,7 @@ TEST(ViscaCameraOnTheRig, MovesZoomsAndReadsBackWhateverTheLineDoes)
 
 TEST(ViscaCameraOnTheRig, OpensWithAddressSetAndInterfaceClear)
 {
-    rigsim::Rig rig(withFaults({}, 1));
+    rigsim::Rig rig;
     const Time start = Time::now();
     const auto camera = VISCACamera::open(rig.cameraPath(), seconds(1));
     ASSERT_NE(camera, nullptr);
@@ -91,7 +85,7 @@ TEST(ViscaCameraOnTheRig, OpensWithAddressSetAndInterfaceClear)
 TEST(ViscaCameraOnTheRig, CannotBeOpenedWhenNothingGoodComesBack)
 {
     for (const char* fault : {"camera.silent", "camera.cut"}) {
-        rigsim::Rig rig(withFaults({fault}));
+        rigsim::Rig rig({{fault}, kSpeed});
         support::LogCapture log;
         EXPECT_EQ(VISCACamera::open(rig.cameraPath(), seconds(1)), nullptr) << fault;
         EXPECT_THAT(log.records(),
@@ -122,7 +116,7 @@ TEST(ViscaCameraOnTheRig, RefusalsAreGivenInWords)
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.words);
-        rigsim::Rig rig(withFaults({c.fault}));
+        rigsim::Rig rig({{c.fault}, kSpeed});
         const auto camera = VISCACamera::open(rig.cameraPath(), seconds(1));
         ASSERT_NE(camera, nullptr);
         const size_t before = rig.cameraPackets().size();
@@ -138,7 +132,7 @@ TEST(ViscaCameraOnTheRig, RefusalsAreGivenInWords)
 
 TEST(ViscaCameraOnTheRig, RehomingReturnsWhenTheCameraIsHome)
 {
-    rigsim::Rig rig(withFaults({}));
+    rigsim::Rig rig({{}, kSpeed});
     const auto camera = VISCACamera::open(rig.cameraPath(), seconds(1));
     ASSERT_NE(camera, nullptr);
     EXPECT_EQ(camera->setPanTiltPosition(24, 20, 500, 300, kTimeout), 0);
@@ -152,7 +146,7 @@ TEST(ViscaCameraOnTheRig, RehomingReturnsWhenTheCameraIsHome)
 
 TEST(ViscaCameraOnTheRig, PulledPlugEndsEveryOperationAtOnce)
 {
-    rigsim::Rig rig(withFaults({}));
+    rigsim::Rig rig({{}, kSpeed});
     const auto camera = VISCACamera::open(rig.cameraPath(), seconds(1));
     ASSERT_NE(camera, nullptr);
     rig.unplugCamera();

@@ -110,16 +110,5 @@ TEST(ViscaReply, IsFoundWithAnyAddressAndBehindNoise)
     for (const auto& c : cases) EXPECT_EQ(inWords(c.packet), c.reply) << c.what;
 }
 
-TEST(ViscaNibbles, SurviveThereAndBack)
-{
-    for (const int value : {0, 1, 0x1234, 0x7FFF, 0x8000, 0xFFEC, 0xFFFF}) {
-        Bytes data = {0xAA};
-        const Bytes nibbles = encodeNibbles(static_cast<uint16_t>(value));
-        data.insert(data.end(), nibbles.begin(), nibbles.end());
-        EXPECT_EQ(decodeNibbles(data, 1), value);
-    }
-    EXPECT_EQ(decodeNibbles({0xF1, 0xF2, 0xF3, 0xF4}, 0), 0x1234) << "only low halves count";
-}
-
 }  // namespace
 }  // namespace quill::visca

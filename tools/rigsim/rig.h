@@ -21,8 +21,8 @@ namespace rigsim
 struct RigOptions
 {
     Faults faults;
-    double speed = 1;       ///< simulated seconds per second, more than 0
-    std::string traceFile;  ///< one line per transfer; empty: no trace
+    double speed = 1;            ///< simulated seconds per second, more than 0
+    std::string traceFile = {};  ///< one line per transfer; empty: no trace
     std::vector<ServoSetup> servos = defaultServos();
 };
 
