@@ -177,6 +177,10 @@ std::optional<Error> Conversation::send(const Bytes& packet, Time deadline)
 std::optional<Error> Conversation::nextReply(Reply* reply, Time deadline)
 {
     while (m_replies.empty()) {
+        // What is waiting at the deadline still counts, but a line that never falls silent must not
+        // hold us past it: one look, no more.
+        if (Time::now() >= deadline && std::exchange(m_lastLook, deadline) == deadline)
+            return Error{m_port.path(), "read", ETIMEDOUT, "", ""};
         uint8_t buffer[256];
         size_t got = 0;
         if (auto error = m_port.readSome(buffer, sizeof buffer, &got, deadline)) return error;
@@ -185,9 +189,6 @@ std::optional<Error> Conversation::nextReply(Reply* reply, Time deadline)
             const auto parsed = packet ? parseReply(*packet) : std::nullopt;
             if (parsed) m_replies.push_back(*parsed);
         }
-        // Noise without end must not hold us past the deadline.
-        if (m_replies.empty() && Time::now() >= deadline)
-            return Error{m_port.path(), "read", ETIMEDOUT, "", ""};
     }
     *reply = m_replies.front();
     m_replies.pop_front();

@@ -59,6 +59,7 @@ class Conversation
     PacketReader m_reader;
     std::deque<Reply> m_replies;       ///< read from the line and not yet looked at
     std::array<int, 16> m_underWay{};  ///< commands acknowledged and not completed, by socket
+    Time m_lastLook;                   ///< the deadline after which a last look has been taken
     bool m_lineEchoes = false;
 };
 

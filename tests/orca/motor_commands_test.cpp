@@ -239,6 +239,7 @@ TEST_F(PrecisionTest, Margin2FromAThousandOnSwitchesTheSecondStageOff)
             << margin2;
     }
     set("margin2", "-2147483648");
+    fakeMotors.position = [](int, int) { return 2048; };  // such a goal is refused
     EXPECT_THAT(run("dxlprecisiontest(1)").calls, testing::Contains(HasSubstr("goal -21474")))
         << "does not wrap into a goal that a servo would take";
 }

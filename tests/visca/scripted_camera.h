@@ -34,8 +34,12 @@ class ScriptedCamera
     /// Says something that nobody asked for.
     void say(const Bytes& bytes) { m_line.write(bytes); }
 
-    /// Sends noise without end from now on.
-    void babble() { m_babbling = true; }
+    /// Sends the bytes again and again from now on.
+    void babble(const Bytes& bytes)
+    {
+        m_babble = bytes;
+        m_babbling = true;
+    }
 
   private:
     void run()
@@ -43,7 +47,7 @@ class ScriptedCamera
         while (!m_ending) {
             pollfd input{m_line.descriptor(), POLLIN, 0};
             if (m_babbling)
-                m_line.write(Bytes(100, 0x55));
+                m_line.write(m_babble);
             else if (::poll(&input, 1, 5) > 0)
                 answer(m_line.read());
         }
@@ -62,6 +66,7 @@ class ScriptedCamera
     std::vector<std::vector<Bytes>> m_script;
     size_t m_next = 0;
     quill::visca::PacketReader m_reader;
+    Bytes m_babble;
     std::atomic<bool> m_babbling{false};
     std::atomic<bool> m_ending{false};
     std::thread m_thread;
