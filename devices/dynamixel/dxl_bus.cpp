@@ -24,6 +24,9 @@ constexpr Duration kLongestReturnDelay = microseconds(508);
 constexpr Duration kMargin = microseconds(3700);
 constexpr Duration kLowLatency = milliseconds(1);
 
+/// For an adapter to take the bytes of a request, which it buffers.
+constexpr Duration kLongestSend = milliseconds(100);
+
 /// An answer that has begun by the deadline may come in pieces while a camera loads the USB bus.
 constexpr Duration kRestOfAnswer = milliseconds(20);
 
@@ -134,14 +137,18 @@ std::optional<Error> DxlBus::exchange(const InstructionPacket& request, size_t a
                                       StatusPacket* answer)
 {
     *answer = StatusPacket();
-    const size_t requestBytes = packetBytes(request.parameters.size());
-    const Time start = std::max(Time::now(), m_lineFree);
+    const Duration requestTime = timeOnLine(packetBytes(request.parameters.size()));
     const bool answered = request.id != kBroadcastId;
-    if (!answered) m_lineFree = start + timeOnLine(requestBytes);
-    const Time deadline = start + timeOnLine(requestBytes + packetBytes(answerParameters)) +
+    const Time start = std::max(Time::now(), m_lineFree);
+    if (auto error = send(request, start + requestTime + kLongestSend)) return error;
+    // Counted from here: a machine that was too busy to send takes nothing off the servo's time.
+    const Time sent = std::max(Time::now(), m_lineFree);
+    if (!answered) {
+        m_lineFree = sent + requestTime;
+        return std::nullopt;
+    }
+    const Time deadline = sent + requestTime + timeOnLine(packetBytes(answerParameters)) +
                           kLongestReturnDelay + m_adapterDelay + kMargin;
-    if (auto error = send(request, deadline)) return error;
-    if (!answered) return std::nullopt;
     auto error = awaitAnswer(request, answerParameters, answer, deadline);
     if (error) expectLateAnswer(request, answerParameters);
     return error;

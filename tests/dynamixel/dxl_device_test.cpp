@@ -111,6 +111,13 @@ TEST_F(DxlDeviceTest, WaitsForALateAnswerAndNoLonger)
     EXPECT_EQ(elapsed(), milliseconds(10 + 20) + kAllowance) << "the broadcast leaves first";
 }
 
+TEST_F(DxlDeviceTest, CountsTheServosTimeFromTheEndOfTheRequest)
+{
+    open({{{kAnswer}}});
+    line().writeTakes = milliseconds(20);
+    EXPECT_EQ(readByte(), 0x20) << "a machine that is busy sending is not a late servo";
+}
+
 TEST_F(DxlDeviceTest, DoesNotTakeALateAnswerForTheNextOne)
 {
     const Bytes old = {0xFF, 0xFF, 1, 3, 0, 5, 0xF6};

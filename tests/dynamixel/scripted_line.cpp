@@ -51,6 +51,7 @@ std::optional<Error> SerialPort::write(const uint8_t*, size_t, Time)
     if (!s_arrivals.empty() && s_arrivals.front().second.empty()) return kUnpluggedError;
     support::ScriptedLine& line = support::line();
     if (line.onRequest) line.onRequest();
+    support::advanceClock(line.writeTakes);
     Time at = Time::now();
     const size_t next = line.requests++;
     for (const auto& piece : next < line.script.size() ? line.script[next] : line.usual)

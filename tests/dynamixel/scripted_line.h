@@ -31,6 +31,7 @@ struct ScriptedLine
     Answer usual = {};                     ///< when the script is at its end
     quill::Duration adapterDelay = {};     ///< that the port tells of
     std::function<void()> onRequest = {};  ///< may be empty
+    quill::Duration writeTakes = {};       ///< on a busy machine
     size_t requests = 0;
 };
 
