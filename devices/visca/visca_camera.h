@@ -59,6 +59,4 @@ class VISCACamera
     virtual int getZoomPosition(uint16_t* zoom, const Duration& timeout) = 0;
 };
 
-using VISCACameraPtr = std::shared_ptr<VISCACamera>;
-
 }  // namespace quill

@@ -15,3 +15,10 @@ PanTiltServos openServos(const std::string& devicePath)
         std::exit(1);
     }
 }
+
+bool openRegisters(DxlDevice* bus, const std::string& devicePath, int baudNumber)
+{
+    if (bus->dxl_initialize(devicePath, baudNumber) != 0) return true;
+    QUILL_LOGF(kFailure, kLogCategory, "Failed to open USB2Dynamixel at %s", devicePath.c_str());
+    return false;
+}

@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "devices/dynamixel/dxl_device.h"
 #include "devices/dynamixel/dynamixel_interface.h"
 
 constexpr int kPanServoId = 1;
@@ -19,3 +20,6 @@ struct PanTiltServos
 /// Opens the servo bus at the baud number of the setting dxlbaudnum. When it cannot be opened, a
 /// level-2 line says why and the process ends with status 1.
 PanTiltServos openServos(const std::string& devicePath);
+
+/// Opens the bus for register access. @return false, logged at level 2, when it cannot be opened
+bool openRegisters(DxlDevice* bus, const std::string& devicePath, int baudNumber);

@@ -5,7 +5,6 @@
 #include "common/interrupt.h"
 #include "common/time.h"
 #include "devices/dynamixel/dxl_codec.h"
-#include "devices/dynamixel/dxl_device.h"
 #include "log.h"
 #include "servo_bus.h"
 #include "settings.h"
@@ -144,11 +143,7 @@ class MotorTest
 void HardwareDriver::setDynamixelPanTilt(int pan, int tilt)
 {
     DxlDevice bus;
-    if (bus.dxl_initialize(devicePath, p_dxl_baudnum()) == 0) {
-        QUILL_LOGF(kFailure, kLogCategory, "Failed to open USB2Dynamixel at %s",
-                   devicePath.c_str());
-        return;
-    }
+    if (!openRegisters(&bus, devicePath, p_dxl_baudnum())) return;
     bus.dxl_write_word(kPanServoId, reg::kGoalPosition, pan);
     bus.dxl_write_word(kTiltServoId, reg::kGoalPosition, tilt);
     PositioningWatch watch;

@@ -2,9 +2,9 @@
 #include <cstdio>
 
 #include "devices/dynamixel/dxl_codec.h"
-#include "devices/dynamixel/dxl_device.h"
 #include "log.h"
 #include "scan_progress.h"
+#include "servo_bus.h"
 #include "settings.h"
 #include "tools/orca/hardware_driver.h"
 
@@ -12,13 +12,6 @@ namespace reg = quill::dynamixel;
 
 namespace
 {
-
-bool openBus(DxlDevice* bus, const std::string& devicePath, int baudNumber)
-{
-    if (bus->dxl_initialize(devicePath, baudNumber) != 0) return true;
-    QUILL_LOGF(kFailure, kLogCategory, "Failed to open USB2Dynamixel at %s", devicePath.c_str());
-    return false;
-}
 
 /// A servo counts as found where its own registers say the ID and the baud number that it was
 /// addressed with: neither a damaged answer nor one at a neighbouring bit rate does.
@@ -76,7 +69,7 @@ void HardwareDriver::dxlDump(int maxbaud, int maxid)
     for (int baudNumber = 1; baudNumber <= maxbaud; ++baudNumber) {
         QUILL_LOG(kTrace, kLogCategory) << "baudnum=" << baudNumber;
         DxlDevice bus;
-        if (!openBus(&bus, devicePath, baudNumber)) return;
+        if (!openRegisters(&bus, devicePath, baudNumber)) return;
         if (scanIds(&bus, baudNumber, lastId, &progress)) continue;
         progress.erase();
         QUILL_LOGF(kFailure, kLogCategory, "Lost the servo bus at %s: the scan ends.",
@@ -88,7 +81,7 @@ void HardwareDriver::dxlDump(int maxbaud, int maxid)
 void HardwareDriver::dxlGetByte(int id, int addr)
 {
     DxlDevice bus;
-    if (!openBus(&bus, devicePath, p_dxl_baudnum())) return;
+    if (!openRegisters(&bus, devicePath, p_dxl_baudnum())) return;
     const int value = bus.dxl_read_byte(id, addr);
     std::fprintf(stderr, "ID %d Addr: %d value=%d 0x%02x\n", id, addr, value,
                  static_cast<unsigned>(value));
@@ -97,7 +90,7 @@ void HardwareDriver::dxlGetByte(int id, int addr)
 void HardwareDriver::dxlGetWord(int id, int addr)
 {
     DxlDevice bus;
-    if (!openBus(&bus, devicePath, p_dxl_baudnum())) return;
+    if (!openRegisters(&bus, devicePath, p_dxl_baudnum())) return;
     const int value = bus.dxl_read_word(id, addr);
     std::fprintf(stderr, "ID %d Addr: %d value=%d 0x%04x\n", id, addr, value,
                  static_cast<unsigned>(value));
@@ -106,14 +99,14 @@ void HardwareDriver::dxlGetWord(int id, int addr)
 void HardwareDriver::dxlSetByte(int id, int addr, int value)
 {
     DxlDevice bus;
-    if (!openBus(&bus, devicePath, p_dxl_baudnum())) return;
+    if (!openRegisters(&bus, devicePath, p_dxl_baudnum())) return;
     bus.dxl_write_byte(id, addr, value);
 }
 
 void HardwareDriver::dxlSetWord(int id, int addr, int value)
 {
     DxlDevice bus;
-    if (!openBus(&bus, devicePath, p_dxl_baudnum())) return;
+    if (!openRegisters(&bus, devicePath, p_dxl_baudnum())) return;
     bus.dxl_write_word(id, addr, value);
 }
 
