@@ -27,6 +27,10 @@ constexpr const char* kCategory = "serial";
 /// Two ends up to 3 % apart still understand each other.
 constexpr int kTolerancePercent = 3;
 
+/// Between two looks at the driver's queue, for which poll() has no event: about a byte's time at
+/// 9600 bit/s.
+constexpr Duration kDrainInterval = milliseconds(1);
+
 std::string remedyFor(int number)
 {
     switch (number) {
@@ -130,6 +134,19 @@ std::optional<Error> SerialPort::write(const uint8_t* bytes, size_t size, Time d
         if (count > 0) sent += static_cast<size_t>(count);
         if (count < 0 && errno != EINTR && errno != EAGAIN) return systemError("write", errno);
     }
+    return std::nullopt;
+}
+
+std::optional<Error> SerialPort::drain(Time deadline)
+{
+    // tcdrain() alone would wait without an end on a line that takes nothing.
+    for (int queued = 0;; sleep(kDrainInterval)) {
+        if (::ioctl(m_fd, TIOCOUTQ, &queued) != 0) return systemError("drain", errno);
+        if (queued == 0) break;
+        if (Time::now() >= deadline) return systemError("drain", ETIMEDOUT);
+    }
+    while (::tcdrain(m_fd) != 0)  // the adapter's own buffer, some milliseconds
+        if (errno != EINTR) return systemError("drain", errno);
     return std::nullopt;
 }
 

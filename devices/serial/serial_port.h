@@ -46,6 +46,10 @@ class SerialPort
     /// Hands all bytes to the driver.
     [[nodiscard]] std::optional<Error> write(const uint8_t* bytes, size_t size, Time deadline);
 
+    /// Waits until the bytes have left the driver for the line: what it still holds when the line
+    /// is closed may be lost.
+    [[nodiscard]] std::optional<Error> drain(Time deadline);
+
     /// Waits for the first byte, then takes what is there.
     /// @param got  number of bytes read, at least 1 on success, 0 otherwise
     [[nodiscard]] std::optional<Error> readSome(uint8_t* buffer, size_t capacity, size_t* got,

@@ -21,10 +21,6 @@ void HardwareDriver::usbSysPath()
 {
     reportUnavailable("usbsyspath");
 }
-void HardwareDriver::laserOn(int)
-{
-    reportUnavailable("laser");
-}
 void HardwareDriver::captureKinectImages()
 {
     reportUnavailable("kinect");
