@@ -84,8 +84,8 @@ class QUILL_API LoggingStream
     for (bool quillLog = ::quill::isLoggerEnabled(level, category); quillLog; quillLog = false) \
     ::quill::LoggingStream(nullptr, level, category, __FILE__, __PRETTY_FUNCTION__, __LINE__,   \
                            []() -> int* {                                                       \
-                               static int state = -1;                                           \
-                               return &state;                                                   \
+                               static int quillLogState = -1;                                   \
+                               return &quillLogState;                                           \
                            }())
 
 /// Formatted form: QUILL_LOGF(4, kCategory, "setPanTilt(%d,%d)", pan, tilt);

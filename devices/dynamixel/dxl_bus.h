@@ -9,9 +9,9 @@
 #include <string>
 #include <utility>
 
+#include "common/recursive_mutex.h"
 #include "common/time.h"
 #include "devices/dynamixel/dxl_codec.h"
-#include "devices/dynamixel/recursive_mutex.h"
 #include "devices/serial/serial_port.h"
 
 namespace quill::dynamixel

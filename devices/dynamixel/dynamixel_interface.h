@@ -4,8 +4,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "common/recursive_mutex.h"
 #include "devices/dynamixel/dynamixel_motor.h"
-#include "devices/dynamixel/recursive_mutex.h"
 
 namespace quill
 {
