@@ -1,0 +1,85 @@
+#include "devices/usb/usb_device.h"
+
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
+#include <charconv>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+namespace quill
+{
+namespace
+{
+
+namespace fs = std::filesystem;
+
+/// The folder of the tty in the tree of devices; empty when `tty` is none.
+fs::path folderOfTty(const std::string& tty, const fs::path& sysfs)
+{
+    struct stat node = {};
+    if (::stat(tty.c_str(), &node) != 0 || !S_ISCHR(node.st_mode)) return {};
+    const std::string number =
+        std::to_string(major(node.st_rdev)) + ":" + std::to_string(minor(node.st_rdev));
+    std::error_code none;
+    const fs::path folder = fs::canonical(sysfs / "dev/char" / number, none);
+    const bool isTty = fs::read_symlink(folder / "subsystem", none).filename() == "tty";
+    return isTty ? folder : fs::path();
+}
+
+/// A line "KEY=value" of the system's description of a device; empty when there is none.
+std::string property(const fs::path& folder, const std::string& key)
+{
+    std::ifstream file(folder / "uevent");
+    for (std::string line; std::getline(file, line);)
+        if (line.rfind(key + "=", 0) == 0) return line.substr(key.size() + 1);
+    return {};
+}
+
+int number(const fs::path& file, int base)
+{
+    std::string text;
+    std::ifstream(file) >> text;
+    int value = 0;
+    std::from_chars(text.data(), text.data() + text.size(), value, base);
+    return value;
+}
+
+}  // namespace
+
+std::string UsbDevice::nodePath() const
+{
+    char path[64];
+    std::snprintf(path, sizeof path, "/dev/bus/usb/%03d/%03d", bus, address);
+    return path;
+}
+
+std::optional<UsbDevice> findUsbDevice(const std::string& tty, const std::string& sysfs)
+{
+    const fs::path ttyFolder = folderOfTty(tty, sysfs);
+    for (fs::path folder = ttyFolder; folder != folder.parent_path();
+         folder = folder.parent_path()) {
+        if (property(folder, "DEVTYPE") != "usb_device") continue;
+        UsbDevice device;
+        device.sysPath = folder;
+        device.bus = number(folder / "busnum", 10);
+        device.address = number(folder / "devnum", 10);
+        device.vendor = number(folder / "idVendor", 16);
+        device.product = number(folder / "idProduct", 16);
+        device.release = number(folder / "bcdDevice", 16);
+        // The tty's folder is DEVICE/tty/NAME; the driver is bound to DEVICE.
+        device.ttyDriver = property(ttyFolder.parent_path().parent_path(), "DRIVER");
+        return device;
+    }
+    return std::nullopt;
+}
+
+bool getDeviceSysPath(const std::string& device, std::string* sysPath)
+{
+    const auto found = findUsbDevice(device);
+    *sysPath = found ? found->sysPath : "";
+    return found.has_value();
+}
+
+}  // namespace quill

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace quill
+{
+
+/// A device on USB as the system describes it.
+struct UsbDevice
+{
+    std::string sysPath;  ///< its folder: "/sys/devices/pci0000:00/0000:00:14.0/usb1/1-4"
+    int bus = 0;          ///< with `address` its node in /dev/bus/usb
+    int address = 0;
+    int vendor = 0;         ///< 16-bit numbers of the device descriptor
+    int product = 0;        ///< idProduct
+    int release = 0;        ///< bcdDevice
+    std::string ttyDriver;  ///< the kernel's driver of the tty: "ftdi_sio"
+
+    /// "/dev/bus/usb/001/004"
+    std::string nodePath() const;
+};
+
+/// The USB device that a tty belongs to, hubs between or not. Nothing is opened.
+/// @param tty    device node or a link to it, /dev/serial/by-id included
+/// @param sysfs  where the system describes its devices
+/// @return empty for everything that is no tty, or none behind USB
+std::optional<UsbDevice> findUsbDevice(const std::string& tty, const std::string& sysfs = "/sys");
+
+/// Gives the system path of the USB device that a tty belongs to; empty where findUsbDevice() finds
+/// none.
+/// @return whether there is one
+bool getDeviceSysPath(const std::string& device, std::string* sysPath);
+
+}  // namespace quill
