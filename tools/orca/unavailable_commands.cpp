@@ -13,14 +13,6 @@ void reportUnavailable(const char* command)
 
 }  // namespace
 
-void HardwareDriver::setCBus(int, int)
-{
-    reportUnavailable("cbus");
-}
-void HardwareDriver::usbSysPath()
-{
-    reportUnavailable("usbsyspath");
-}
 void HardwareDriver::captureKinectImages()
 {
     reportUnavailable("kinect");
