@@ -13,6 +13,7 @@
 
 #include "common/interrupt.h"
 #include "common/logging.h"
+#include "line_holder.h"
 #include "serial_settings.h"
 #include "usb_adapter.h"
 
@@ -31,7 +32,15 @@ constexpr int kTolerancePercent = 3;
 /// 9600 bit/s.
 constexpr Duration kDrainInterval = milliseconds(1);
 
-std::string remedyFor(int number)
+std::string busyRemedy(const std::string& path)
+{
+    const std::string holder = lineHolder(path);
+    return holder.empty()
+               ? "another user's program holds it; sudo fuser -v " + path + " shows which"
+               : "it is held by " + holder;
+}
+
+std::string remedyFor(int number, const std::string& path)
 {
     switch (number) {
         case EACCES:
@@ -39,7 +48,7 @@ std::string remedyFor(int number)
         case ENOENT:
         case ENODEV:
         case ENXIO: return "is it plugged in? ls /dev/ttyUSB* /dev/ttyACM* shows what is";
-        case EBUSY: return "another program holds it; fuser -v shows which";
+        case EBUSY: return busyRemedy(path);
         case ENOTTY:
         case EISDIR: return "this is no serial line; ls /dev/ttyUSB* /dev/ttyACM* shows them";
         case EIO: return "unplugged?";
@@ -188,7 +197,7 @@ std::optional<Error> SerialPort::waitFor(short events, const char* step, Time de
 
 Error SerialPort::systemError(const char* step, int number) const
 {
-    return {m_path, step, number, "", remedyFor(number)};
+    return {m_path, step, number, "", remedyFor(number, m_path)};
 }
 
 Error SerialPort::hungUp(const char* step) const

@@ -49,13 +49,15 @@ TEST(CameraCommand, InterruptEndsTheWaitAtOnceAndClosesTheLine)
     EXPECT_EQ(support::run(on(rig, "getpantiltzoom")).err.find("Failed"), std::string::npos);
 }
 
-TEST(CameraCommand, SecondRunOnTheSameLineIsToldThatItIsBusy)
+TEST(CameraCommand, SecondRunOnTheSameLineIsToldWhoHoldsItAndSendsNothing)
 {
     const rigsim::Rig rig({{"camera.restless"}});
     support::Process first(on(rig, "pantilt(10,0)"));
     ASSERT_TRUE(first.waitForError("setPanTilt(10,0)"));
-    const Ended second = support::run(on(rig, "getpantiltzoom"));
-    EXPECT_THAT(second.err, HasSubstr("Device or resource busy (another program holds it"));
+    const Ended second = support::run(on(rig, "pantilt(-1000,0)"));
+    EXPECT_THAT(second.err, HasSubstr("Device or resource busy (it is held by rigtool, process " +
+                                      std::to_string(first.id()) + ")"));
+    EXPECT_EQ(rig.cameraState().panGoal, 10);
 }
 
 }  // namespace

@@ -28,6 +28,7 @@ class Process
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
+    pid_t id() const { return m_pid; }
     void signal(int number);
 
     /// Waits until its standard error holds `text`. @return false when it does not within 30 s
