@@ -36,6 +36,39 @@ Description& description()
     return object;
 }
 
+}  // namespace
+
+/// The program's own options, in the order of their declaration.
+class ProgramOptions
+{
+  public:
+    static std::vector<ProgramOption*>& all()
+    {
+        static std::vector<ProgramOption*> options;
+        return options;
+    }
+
+    static void declareAt(CLI::App* app)
+    {
+        for (ProgramOption* option : all()) {
+            if (option->m_unit.empty())
+                app->add_flag(option->m_name, option->m_isGiven, option->m_help);
+            else
+                app->add_option(option->m_name, option->m_number, option->m_help)
+                    ->type_name(option->m_unit)
+                    ->check(CLI::Range(0, option->m_highest).description(""));
+        }
+    }
+
+    static void take(const CLI::App& app)
+    {
+        for (ProgramOption* option : all()) option->m_isGiven = app.count(option->m_name) > 0;
+    }
+};
+
+namespace
+{
+
 /// A mistake on the command line: the first line names the culprit, the second what is valid.
 struct Mistake
 {
@@ -93,6 +126,7 @@ void declareOptions(CLI::App* app, Options* options)
                     "Stop the program after a record up to this level (default 0, never)")
         ->type_name("N")
         ->check(CLI::Range(0, 6).description(""));
+    ProgramOptions::declareAt(app);
     app->add_flag("-h,--help", options->help, "Show this help and exit");
     app->add_flag("--version", options->version, "Show the build record and exit");
 }
@@ -152,7 +186,7 @@ std::optional<Mistake> parse(CLI::App* app, int argc, char** argv, bool strict)
         return Mistake{std::string("option without its value, ") + error.what(),
                        "for example -t device=/dev/ttyUSB1"};
     } catch (const CLI::ParseError& error) {
-        return Mistake{error.what(), "levels are numbers from 0 to 6"};
+        return Mistake{error.what(), "levels are numbers from 0 to 6, others as --help says"};
     }
     if (strict && app->remaining_size() > 0) return strayArgument(*app, app->remaining().front());
     return std::nullopt;
@@ -208,6 +242,16 @@ void keepRemaining(const CLI::App& app, int* argc, char*** argv)
 
 }  // namespace
 
+ProgramOption::ProgramOption(std::string name, std::string help)
+    : ProgramOption(std::move(name), "", 0, std::move(help))
+{}
+
+ProgramOption::ProgramOption(std::string name, std::string unit, int highest, std::string help)
+    : m_name(std::move(name)), m_help(std::move(help)), m_unit(std::move(unit)), m_highest(highest)
+{
+    ProgramOptions::all().push_back(this);
+}
+
 ProgramDescription::ProgramDescription(std::string summary, std::vector<std::string> examples)
 {
     description() = {std::move(summary), std::move(examples)};
@@ -224,6 +268,7 @@ void initCommandLine(int* argc, char*** argv, bool strict)
     Options options;
     declareOptions(&app, &options);
     if (const auto mistake = parse(&app, *argc, *argv, strict)) exitOnMistake(program, *mistake);
+    ProgramOptions::take(app);
     if (options.help) {
         printHelp(app, program, settings);
         std::exit(0);

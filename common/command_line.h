@@ -18,6 +18,32 @@ class QUILL_API ProgramDescription
     ProgramDescription(std::string summary, std::vector<std::string> examples);
 };
 
+/// An option of one program beside the common ones. Declared once, at namespace scope, by the
+/// program, which asks it after initCommandLine().
+class QUILL_API ProgramOption
+{
+  public:
+    /// A switch. @param name  with its dashes: "--dry-run"
+    ProgramOption(std::string name, std::string help);
+
+    /// A whole number from 0 to `highest`.
+    /// @param unit  what the help shows in the number's place: "MS"
+    ProgramOption(std::string name, std::string unit, int highest, std::string help);
+
+    bool isGiven() const { return m_isGiven; }
+    int number() const { return m_number; }  ///< 0 unless given
+
+  private:
+    friend class ProgramOptions;
+
+    std::string m_name;
+    std::string m_help;
+    std::string m_unit;  ///< empty: a switch
+    int m_highest = 0;
+    bool m_isGiven = false;
+    int m_number = 0;
+};
+
 /// Binds the static properties and reads the command line:
 ///
 ///     -t, --set NAME=VALUE  gives a setting a value; the last one given stands
@@ -25,6 +51,8 @@ class QUILL_API ProgramDescription
 ///     --log-level N         shows the log up to level N
 ///     --log-break-level N   a log record up to level N stops the program
 ///     --help, --version     on standard output, status 0
+///
+/// and what the program has declared as ProgramOption.
 ///
 /// A mistake ends the process with status 2 and at most four lines on standard error that name the
 /// culprit and what is valid.

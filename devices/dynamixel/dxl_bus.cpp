@@ -170,7 +170,8 @@ std::optional<Error> DxlBus::awaitAnswer(const InstructionPacket& request, size_
     bool echoPossible = true;
     bool misfit = false;
     for (bool lastLook = false; !lastLook;) {
-        const Time until = m_reader.isInsidePacket() ? deadline + kRestOfAnswer : deadline;
+        const Time until =
+            m_reader.isInsidePacket() ? deadline + kRestOfAnswer + m_adapterDelay : deadline;
         lastLook = Time::now() >= until;
         const auto error = receive(until);
         if (error && !isTimeout(error)) return error;
@@ -208,7 +209,7 @@ std::optional<Error> DxlBus::receive(Time deadline)
 
 void DxlBus::expectLateAnswer(const InstructionPacket& request, size_t answerParameters)
 {
-    const Time until = Time::now() + kLongestLateness;
+    const Time until = Time::now() + kLongestLateness + m_adapterDelay;
     m_lateUntil[request.id][answerParameters] = until;
     const size_t echoParameters = request.parameters.size();
     if (m_lineEchoes && echoParameters <= kWord) m_lateUntil[request.id][echoParameters] = until;

@@ -71,7 +71,7 @@ class DxlBus
 
     SerialPort m_port;
     int m_bitRate = 0;
-    Duration m_adapterDelay;  ///< by which its latency timer exceeds 1 ms
+    Duration m_adapterDelay;  ///< latency timer beyond 1 ms, and the line's own delay
     bool m_lineEchoes = false;
     StatusReader m_reader{3};  ///< a request for a word, which an adapter may echo, has most
     Time m_lineFree;           ///< when what was sent and needs no answer has left

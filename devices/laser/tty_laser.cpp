@@ -21,7 +21,7 @@ std::optional<Error> send(const std::string& device, bool on)
 {
     static constexpr uint8_t kOn[] = {0xA0, 0x01, 0x01, 0xA2};
     static constexpr uint8_t kOff[] = {0xA0, 0x01, 0x00, 0xA1};
-    const Time deadline = Time::now() + kTimeout;
+    const Time deadline = Time::now() + kTimeout + SerialPort::lineDelay();
     SerialPort port;
     auto error = port.open(device, kBitRate);
     if (!error) error = port.write(on ? kOn : kOff, sizeof kOn, deadline);

@@ -32,6 +32,8 @@ constexpr int kTolerancePercent = 3;
 /// 9600 bit/s.
 constexpr Duration kDrainInterval = milliseconds(1);
 
+Duration s_lineDelay;
+
 std::string busyRemedy(const std::string& path)
 {
     const std::string holder = lineHolder(path);
@@ -131,7 +133,17 @@ void SerialPort::setLowLatency()
 
 Duration SerialPort::roundTripAllowance() const
 {
-    return UsbAdapter(m_path).latency();
+    return UsbAdapter(m_path).latency() + s_lineDelay;
+}
+
+void SerialPort::setLineDelay(Duration delay)
+{
+    s_lineDelay = delay;
+}
+
+Duration SerialPort::lineDelay()
+{
+    return s_lineDelay;
 }
 
 std::optional<Error> SerialPort::write(const uint8_t* bytes, size_t size, Time deadline)

@@ -40,8 +40,15 @@ class SerialPort
     void setLowLatency();
 
     /// The longest that the adapter keeps back a reply: its latency timer in force, nothing for a
-    /// pseudo terminal, 4 ms where the system does not know. Time on the line not included.
+    /// pseudo terminal, 4 ms where the system does not know; and the line delay. Time on the line
+    /// not included.
     Duration roundTripAllowance() const;
+
+    /// What every round trip on every line takes longer in this process: for a line that is carried
+    /// over a network. A part of roundTripAllowance(); what knows an exchange by its time-out alone
+    /// adds it there. 0 unless set.
+    static void setLineDelay(Duration delay);
+    static Duration lineDelay();
 
     /// Hands all bytes to the driver.
     [[nodiscard]] std::optional<Error> write(const uint8_t* bytes, size_t size, Time deadline);

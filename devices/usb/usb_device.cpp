@@ -37,10 +37,17 @@ std::string property(const fs::path& folder, const std::string& key)
     return {};
 }
 
+std::string firstLine(const fs::path& path)
+{
+    std::string line;
+    std::ifstream file(path);
+    std::getline(file, line);
+    return line;
+}
+
 int number(const fs::path& file, int base)
 {
-    std::string text;
-    std::ifstream(file) >> text;
+    const std::string text = firstLine(file);
     int value = 0;
     std::from_chars(text.data(), text.data() + text.size(), value, base);
     return value;
@@ -68,6 +75,8 @@ std::optional<UsbDevice> findUsbDevice(const std::string& tty, const std::string
         device.vendor = number(folder / "idVendor", 16);
         device.product = number(folder / "idProduct", 16);
         device.release = number(folder / "bcdDevice", 16);
+        device.productName = firstLine(folder / "product");
+        device.serialNumber = firstLine(folder / "serial");
         // The tty's folder is DEVICE/tty/NAME; the driver is bound to DEVICE.
         device.ttyDriver = property(ttyFolder.parent_path().parent_path(), "DRIVER");
         return device;

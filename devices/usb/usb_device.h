@@ -12,10 +12,12 @@ struct UsbDevice
     std::string sysPath;  ///< its folder: "/sys/devices/pci0000:00/0000:00:14.0/usb1/1-4"
     int bus = 0;          ///< with `address` its node in /dev/bus/usb
     int address = 0;
-    int vendor = 0;         ///< 16-bit numbers of the device descriptor
-    int product = 0;        ///< idProduct
-    int release = 0;        ///< bcdDevice
-    std::string ttyDriver;  ///< the kernel's driver of the tty: "ftdi_sio"
+    int vendor = 0;            ///< 16-bit numbers of the device descriptor
+    int product = 0;           ///< idProduct
+    int release = 0;           ///< bcdDevice
+    std::string productName;   ///< what the device calls itself; may be empty
+    std::string serialNumber;  ///< may be empty
+    std::string ttyDriver;     ///< the kernel's driver of the tty: "ftdi_sio"
 
     /// "/dev/bus/usb/001/004"
     std::string nodePath() const;

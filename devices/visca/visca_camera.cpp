@@ -26,19 +26,23 @@ int report(const std::optional<Error>& error)
     return error->number == 0 ? VISCACamera::kRefused : VISCACamera::kNoAnswer;
 }
 
+Time deadlineIn(Duration timeout)
+{
+    return Time::now() + timeout + SerialPort::lineDelay();
+}
+
 class SerialCamera final : public VISCACamera
 {
   public:
     [[nodiscard]] std::optional<Error> openLine(const std::string& device, Duration timeout)
     {
-        return m_conversation.open(device, Time::now() + timeout);
+        return m_conversation.open(device, deadlineIn(timeout));
     }
 
     int rehomePanTilt(const Duration& timeout) override
     {
         return report(m_conversation.command(visca::panTiltReset(), "re-home pan and tilt",
-                                             Conversation::Until::Completed,
-                                             Time::now() + timeout));
+                                             Conversation::Until::Completed, deadlineIn(timeout)));
     }
 
     int setPanTiltPosition(int panSpeed, int tiltSpeed, int pan, int tilt,
@@ -56,7 +60,7 @@ class SerialCamera final : public VISCACamera
         Bytes data;
         const int result =
             report(m_conversation.inquire(visca::panTiltInquiry(), "ask for pan and tilt",
-                                          visca::kPanTiltDataBytes, &data, Time::now() + timeout));
+                                          visca::kPanTiltDataBytes, &data, deadlineIn(timeout)));
         if (result != kDone) return result;
         *pan = static_cast<int16_t>(visca::decodeNibbles(data, 0));
         *tilt = static_cast<int16_t>(visca::decodeNibbles(data, 4));
@@ -73,7 +77,7 @@ class SerialCamera final : public VISCACamera
         Bytes data;
         const int result =
             report(m_conversation.inquire(visca::zoomInquiry(), "ask for zoom",
-                                          visca::kZoomDataBytes, &data, Time::now() + timeout));
+                                          visca::kZoomDataBytes, &data, deadlineIn(timeout)));
         if (result != kDone) return result;
         *zoom = visca::decodeNibbles(data, 0);
         return kDone;
@@ -89,8 +93,8 @@ class SerialCamera final : public VISCACamera
                    "0..65535)";
             return kOutOfRange;
         }
-        return report(m_conversation.command(*packet, what, Conversation::Until::Taken,
-                                             Time::now() + timeout));
+        return report(
+            m_conversation.command(*packet, what, Conversation::Until::Taken, deadlineIn(timeout)));
     }
 
     Conversation m_conversation;

@@ -35,6 +35,12 @@ bool isTimeout(const std::optional<Error>& error)
     return error && error->number == ETIMEDOUT;
 }
 
+/// On a line that is carried over a network everything comes later.
+Duration withDelay(Duration span)
+{
+    return span + SerialPort::lineDelay();
+}
+
 Time earlier(Time a, Time b)
 {
     return std::min(a, b);
@@ -57,7 +63,7 @@ std::optional<Error> Conversation::findCamera(Time deadline)
 {
     for (;;) {
         if (auto error = send(addressSet(), deadline)) return error;
-        const Time again = earlier(deadline, Time::now() + kAddressSetInterval);
+        const Time again = earlier(deadline, Time::now() + withDelay(kAddressSetInterval));
         for (;;) {
             Reply reply;
             const auto error = nextReply(&reply, again);
@@ -74,7 +80,7 @@ std::optional<Error> Conversation::findCamera(Time deadline)
 std::optional<Error> Conversation::clearInterface(Time deadline)
 {
     if (auto error = send(interfaceClear(), deadline)) return error;
-    const Time giveUp = earlier(deadline, Time::now() + kInterfaceClearTimeout);
+    const Time giveUp = earlier(deadline, Time::now() + withDelay(kInterfaceClearTimeout));
     bool echoAwaited = m_lineEchoes;
     for (;;) {
         Reply reply;
@@ -85,7 +91,7 @@ std::optional<Error> Conversation::clearInterface(Time deadline)
         if (reply.kind == ReplyKind::InterfaceClear && !std::exchange(echoAwaited, false)) break;
     }
     // Completions of an earlier run and network changes may still be on their way.
-    return awaitQuiet(kQuiet, deadline);
+    return awaitQuiet(withDelay(kQuiet), deadline);
 }
 
 std::optional<Error> Conversation::command(const Bytes& packet, const std::string& what,
@@ -125,7 +131,7 @@ std::optional<Error> Conversation::awaitTaken(const std::string& what, Time dead
         const bool endsCommand = answer->kind == ReplyKind::Completion && answer->data.empty();
         if (endsCommand && !endsEarlierCommand(*answer) && !stray) {
             stray = *answer;
-            until = earlier(deadline, Time::now() + kStrayCompletionGrace);
+            until = earlier(deadline, Time::now() + withDelay(kStrayCompletionGrace));
         }
     }
 }

@@ -95,7 +95,7 @@ TEST_F(DxlDeviceTest, WaitsForALateAnswerAndNoLonger)
         {{{kWordAnswer, kTimeout}}, 0x0120, kTimeout},
         {{{kWordAnswer, kTimeout + microseconds(1)}}, -1, kTimeout},
         {{{begun, kTimeout}, {rest, milliseconds(15)}}, 0x0120, kTimeout + milliseconds(15)},
-        {{{begun, kTimeout}, {rest, milliseconds(25)}}, -1, kTimeout + milliseconds(20)},
+        {{{begun, kTimeout}, {rest, milliseconds(25)}}, -1, kTimeout + milliseconds(21)},
         {Answer(1000, {Bytes(3, 0x55), microseconds(10)}), -1, kTimeout},  // noise without end
     };
     m_device.setSilenceExpected(true);

@@ -64,6 +64,7 @@ TEST(CommandLine, MistakesAreNamedAndNothingRuns)
         {{"-t", ""}, "has no '='", "-t NAME=VALUE"},
         {{"-t"}, "-t: 1 required NAME=VALUE missing", "for example -t device="},
         {{"--log-level", "7"}, "7", "numbers from 0 to 6"},
+        {{"--line-delay", "-1"}, "--line-delay: Value -1 not in range 0 to 60000", "--help"},
         {{"--verson"},
          "unknown option '--verson': did you mean --version?",
          "valid options: -t, -v, -q,"},
@@ -94,6 +95,23 @@ TEST(CommandLine, HelpShowsOptionsSettingsAndExamplesOnStandardOutput)
           "  device      string  (default /dev/ttyUSB0)",
           "  rigtool -t 'commands=pantiltzoom(100,-20,3);getpantiltzoom'"})
         EXPECT_THAT(ended.out, HasSubstr(part));
+}
+
+TEST(CommandLine, DryRunPrintsTheCallsAndOpensNothing)
+{
+    const std::string list =
+        "pantilt( 100,-20);cbus(1,1);test(/dev/a,/dev/b,/dev/c);kinect;laser(01)";
+    const Ended known = rigtool({"--dry-run", "-t", "device=/dev/none", "-t", "commands=" + list});
+    EXPECT_EQ(known.status, 0);
+    EXPECT_EQ(known.out,
+              "pantilt(100,-20) on /dev/none\ncbus(1,1) on /dev/none\ntest(/dev/a,/dev/b,/dev/c)\n"
+              "kinect\nlaser(1) on /dev/none\n");
+    EXPECT_EQ(known.err, "");
+
+    const Ended unknown = rigtool({"--dry-run", "-t", "commands=getpantiltzoom;foo"});
+    EXPECT_EQ(unknown.status, 1);
+    EXPECT_EQ(unknown.out, "");
+    EXPECT_THAT(unknown.err, testing::EndsWith("Unknown command foo\n"));
 }
 
 TEST(CommandLine, LogOptionsMoveTheThreshold)

@@ -1,10 +1,14 @@
 #include <pcrecpp.h>
 
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <sstream>
 #include <tuple>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "common/text.h"
@@ -14,27 +18,52 @@
 namespace
 {
 
-using Call = std::function<void()>;
+/// A command of a list, ready to run.
+struct Call
+{
+    std::string text;  ///< the command and its arguments as they were understood
+    bool isOnDevice;   ///< works on the device of the setting
+    std::function<void()> run;
+};
 
-/// Gives the bound call when the piece is this command, else an empty one.
-using Command = std::function<Call(HardwareDriver* driver, const std::string& piece)>;
+/// Gives the call when the piece is this command, else nothing.
+using Command =
+    std::function<std::optional<Call>(HardwareDriver* driver, const std::string& piece)>;
+
+/// Whether a command works on the device that the setting names, or on others.
+enum class WorksOn { Device, Others };
+
+/// "(100,-20)"; nothing where there are no arguments.
+template <typename... Captures>
+std::string argumentList(const Captures&... captures)
+{
+    std::ostringstream text;
+    [[maybe_unused]] const char* separator = "(";
+    ((text << std::exchange(separator, ",") << captures), ...);
+    if (sizeof...(captures) > 0) text << ")";
+    return text.str();
+}
 
 /// A row of the table. What the pattern captures, and how it is converted, follows from the
 /// parameters of the member function; a number that is no complete int is no match.
 template <typename... Parameters>
-Command command(const char* pattern, void (HardwareDriver::*member)(Parameters...))
+Command command(const char* pattern, void (HardwareDriver::*member)(Parameters...),
+                WorksOn worksOn = WorksOn::Device)
 {
     const auto expression = std::make_shared<const pcrecpp::RE>(pattern);
-    return [expression, member](HardwareDriver* driver, const std::string& piece) -> Call {
+    const std::string name(pattern, std::strcspn(pattern, "\\"));
+    return [=](HardwareDriver* driver, const std::string& piece) -> std::optional<Call> {
         std::tuple<std::decay_t<Parameters>...> captures;
         const auto match = [&](auto&... capture) {
             return expression->FullMatch(piece, pcrecpp::Arg(&capture)...);
         };
-        if (!std::apply(match, captures)) return nullptr;
-        return [driver, member, captures] {
-            const auto run = [&](const auto&... capture) { (driver->*member)(capture...); };
-            std::apply(run, captures);
+        if (!std::apply(match, captures)) return std::nullopt;
+        const auto list = [](const auto&... capture) { return argumentList(capture...); };
+        const auto run = [driver, member, captures] {
+            const auto call = [&](const auto&... capture) { (driver->*member)(capture...); };
+            std::apply(call, captures);
         };
+        return Call{name + std::apply(list, captures), worksOn == WorksOn::Device, run};
     };
 }
 
@@ -60,8 +89,9 @@ const std::vector<Command>& commandTable()
         command(R"(dxlgetword\(\s*([0-9-]+)\s*,\s*([0-9-]+)\s*\))", &Driver::dxlGetWord),
         command(R"(dxlprecisiontest\(\s*([0-9-]+)\s*\))", &Driver::dynamixelPrecisionTest),
         command(R"(laser\(\s*([0-9-]+)\s*\))", &Driver::laserOn),
-        command("kinect", &Driver::captureKinectImages),
-        command(R"(test\(\s*([^,]*)\s*,\s*([^,]*)\s*,\s*([^,]*)\s*\))", &Driver::testSystem),
+        command("kinect", &Driver::captureKinectImages, WorksOn::Others),
+        command(R"(test\(\s*([^,]*)\s*,\s*([^,]*)\s*,\s*([^,]*)\s*\))", &Driver::testSystem,
+                WorksOn::Others),
         command(R"(motortest\(\s*([0-9-]+)\s*,\s*([0-9-]+)\s*,\s*([0-9-]+)\s*,\s*([0-9-]+)\s*,)"
                 R"(\s*([0-9-]+)\s*\))",
                 &Driver::testMotors),
@@ -69,28 +99,49 @@ const std::vector<Command>& commandTable()
     return table;
 }
 
-Call recognise(HardwareDriver* driver, const std::string& piece)
+std::optional<Call> recognise(HardwareDriver* driver, const std::string& piece)
 {
     for (const Command& row : commandTable())
-        if (Call call = row(driver, piece)) return call;
-    return nullptr;
+        if (auto call = row(driver, piece)) return call;
+    return std::nullopt;
 }
 
-}  // namespace
-
-int HardwareDriver::executeCommands(const std::string& commands)
+/// The calls of a list, or nothing, reported, when one of its commands is unknown.
+std::optional<std::vector<Call>> recogniseAll(HardwareDriver* driver, const std::string& commands)
 {
     std::vector<std::string> pieces;
     quill::SplitString(commands, ";", &pieces, quill::kSplitDefault);
 
     std::vector<Call> calls;
     for (const auto& piece : pieces) {
-        calls.push_back(recognise(this, piece));
-        if (calls.back()) continue;
-        QUILL_LOG(kFailure, kLogCategory) << "Unknown command";
-        std::fprintf(stderr, "Unknown command %s\n", piece.c_str());
-        return 1;
+        const auto call = recognise(driver, piece);
+        if (!call) {
+            QUILL_LOG(kFailure, kLogCategory) << "Unknown command";
+            std::fprintf(stderr, "Unknown command %s\n", piece.c_str());
+            return std::nullopt;
+        }
+        calls.push_back(*call);
     }
-    for (const auto& call : calls) call();
+    return calls;
+}
+
+}  // namespace
+
+int HardwareDriver::executeCommands(const std::string& commands)
+{
+    const auto calls = recogniseAll(this, commands);
+    if (!calls) return 1;
+    for (const Call& call : *calls) call.run();
+    return 0;
+}
+
+int HardwareDriver::printCommands(const std::string& commands)
+{
+    const auto calls = recogniseAll(this, commands);
+    if (!calls) return 1;
+    for (const Call& call : *calls) {
+        const std::string device = call.isOnDevice ? " on " + devicePath : "";
+        std::printf("%s%s\n", call.text.c_str(), device.c_str());
+    }
     return 0;
 }

@@ -27,6 +27,10 @@ class HardwareDriver
     /// @return 0, or 1 when one of them is unknown: nothing has run then
     int executeCommands(const std::string& commands);
 
+    /// Recognises the commands as executeCommands() does, and prints them with their arguments and
+    /// device on standard output instead of running them. Nothing is opened.
+    int printCommands(const std::string& commands);
+
     void setPanTiltZoom(int pan, int tilt, int zoom);
     void getPanTiltZoom();
     void resetPanTilt();

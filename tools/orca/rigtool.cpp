@@ -8,6 +8,8 @@
 #include "common/command_line.h"
 #include "common/properties.h"
 #include "common/startup.h"
+#include "device_list.h"
+#include "devices/serial/serial_port.h"
 #include "tools/orca/hardware_driver.h"
 
 QUILL_DEFINE_PROPERTY(std::string, p_device, "device", "/dev/ttyUSB0");
@@ -36,11 +38,23 @@ void bogus()
 namespace
 {
 
+/// A minute: beyond that a network is broken, not slow.
+constexpr int kLongestLineDelayMs = 60000;
+
 const quill::ProgramDescription s_description(
     "Service and test tool for the hardware of a pan-tilt-zoom camera rig.",
     {"rigtool -t 'commands=pantiltzoom(100,-20,3);getpantiltzoom'",
      "rigtool -t device=/dev/ttyUSB1 -t 'commands=dxlgetword(1,36)'",
      "rigtool -v -t 'commands=resetptz;getpantiltzoom'"});
+
+const quill::ProgramOption s_dryRun(
+    "--dry-run", "Print what the commands would do, open nothing and move nothing");
+const quill::ProgramOption s_lineDelay(
+    "--line-delay", "MS", kLongestLineDelayMs,
+    "What a round trip to the devices takes longer than on a local line, in ms:\n"
+    "added to every time-out, for a rig on another computer (default 0)");
+const quill::ProgramOption s_listDevices("--list-devices",
+                                         "List the serial devices of this computer and exit");
 
 void commandHelp()
 {
@@ -75,6 +89,18 @@ void commandHelp()
     std::fputs(text, stderr);
 }
 
+int run()
+{
+    if (s_listDevices.isGiven()) return listDevices();
+    if (p_commands().empty()) {
+        commandHelp();
+        return 0;
+    }
+    HardwareDriver driver(p_device());
+    return s_dryRun.isGiven() ? driver.printCommands(p_commands())
+                              : driver.executeCommands(p_commands());
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
@@ -82,13 +108,8 @@ int main(int argc, char** argv)
     quill::initCommandLine(&argc, &argv, true);
     std::shared_ptr<void> guard = quill::g_common_init->init();
 
-    int status = 0;
-    if (p_commands().empty()) {
-        commandHelp();
-    } else {
-        HardwareDriver driver(p_device());
-        status = driver.executeCommands(p_commands());
-    }
+    quill::SerialPort::setLineDelay(quill::milliseconds(s_lineDelay.number()));
+    const int status = run();
     guard.reset();
     return status;
 }
