@@ -92,10 +92,13 @@ TEST_F(RigsimProgram, ServesPlainLinesUntilItIsTold)
         const support::Ended ended = shell(
             "mkfifo ready; rigsim --serve . --state state >ready & read line <ready; echo $line; "
             "serial_probe camera 9600 '88 30 01 FF'; "
-            "serial_probe servos 57143 'FF FF 01 02 01 FB'; kill -" +
-            signal + " $!; wait $!; echo $?; rm ready; ls; grep -o packets...1, state");
+            "serial_probe servos 57143 'FF FF 01 02 01 FB'; "
+            "serial_probe laser 9600; printf '\\240\\1\\1\\242' >laser; kill -" +
+            signal +
+            " $!; wait $!; echo $?; rm ready; ls; grep -o 'packets...1,\\|chedOn.*' state");
         EXPECT_EQ(ended.out,
-                  "camera ./camera\n88 30 02 FF\nFF FF 01 02 00 FC\n0\nstate\npackets\": 1,\n");
+                  "camera ./camera\n88 30 02 FF\nFF FF 01 02 00 FC\n0\nstate\npackets\": 1,\n"
+                  "packets\": 1,\nchedOn\": 1\n");
     }
 }
 

@@ -71,4 +71,19 @@ TEST(Rig, RunsTheServosAndPullsTheirCable)
     EXPECT_TRUE(rig.cameraState().isPlugged);
 }
 
+TEST(Rig, RunsTheLaserWhichIsOffWithoutItsCable)
+{
+    Rig rig;
+    const SerialClient client(rig.laserPath(), 9600);
+    client.say("A0 01 01 A2");
+    const auto isOn = [](const LaserState& state) { return state.isOn; };
+    EXPECT_TRUE(rig.waitForLaser(isOn, quill::seconds(5)));
+    EXPECT_EQ(rig.laserPackets(), std::vector<Bytes>{Bytes({0xA0, 1, 1, 0xA2})});
+
+    rig.unplugLaser();
+    EXPECT_EQ(client.hear(), " hung up");
+    EXPECT_FALSE(rig.laserState().isOn);
+    EXPECT_THAT(rig.stateJson(), testing::HasSubstr(R"("switchedOn": 1)"));
+}
+
 }  // namespace

@@ -3,15 +3,15 @@
 namespace rigsim
 {
 
-Cable::Cable(const Faults& faults, const std::string& device)
-    : m_pullAfterMove(faults.span(device + ".unplug-on-move"))
+Cable::Cable(const Faults& faults, const std::string& device, const std::string& onOrder)
+    : m_pullAfterOrder(faults.span(device + "." + onOrder))
 {
     if (const auto span = faults.span(device + ".unplug")) m_pullTime = Time() + *span;
 }
 
-void Cable::moveBegins(Time now)
+void Cable::orderTaken(Time now)
 {
-    if (m_pullAfterMove) m_pullTime = earlier(m_pullTime, now + *m_pullAfterMove);
+    if (m_pullAfterOrder) m_pullTime = earlier(m_pullTime, now + *m_pullAfterOrder);
 }
 
 }  // namespace rigsim

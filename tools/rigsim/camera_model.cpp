@@ -113,7 +113,7 @@ std::optional<Time> CameraModel::takeSocket(Motion motion)
     if (motion == Motion::None) return free->start;
 
     ++m_moves;
-    m_cable.moveBegins(m_now);
+    m_cable.orderTaken(m_now);
     return free->start;
 }
 

@@ -136,6 +136,11 @@ const std::vector<FaultKind>& faultKinds()
         {"servos.unplug", Value::Seconds, {}, "the cable is pulled after that time"},
         {"servos.unplug-on-move", Value::Milliseconds, 0,
          "the cable is pulled that long after a goal is taken"},
+
+        {"laser.stuck", Value::None, {}, "takes orders, but stays off"},
+        {"laser.unplug", Value::Seconds, {}, "the cable is pulled after that time"},
+        {"laser.unplug-on-switch", Value::Milliseconds, 0,
+         "the cable is pulled that long after it went on or off"},
     };
     return kinds;
 }

@@ -44,7 +44,9 @@ std::string footer()
            "  /dev/ttyUSB0                camera, VISCA at 9600 bit/s (--serve: DIR/camera)\n"
            "  /dev/ttyUSB1                servos, Dynamixel protocol 1.0 (--serve: DIR/servos):\n"
            "                              ID 1 (pan) and ID 2 (tilt) at 57143 bit/s, baud number\n"
-           "                              34, and ID 7 at 117647 bit/s, baud number 16\n" +
+           "                              34, and ID 7 at 117647 bit/s, baud number 16\n"
+           "  /dev/ttyUSB2                laser behind a serial relay, 9600 bit/s (--serve:\n"
+           "                              DIR/laser)\n" +
            faultList() +
            "ID is the servo's, 2 where it is left out.\n"
            "MS and SECONDS are simulated time, which runs at --speed.\n"

@@ -52,7 +52,8 @@ Rig::Rig(const RigOptions& options)
       m_trace(options.traceFile),
       m_camera(addDevice("camera", "ttyUSB0", std::make_unique<CameraModel>(options.faults))),
       m_servos(addDevice("servos", "ttyUSB1",
-                         std::make_unique<ServoBusModel>(options.servos, options.faults)))
+                         std::make_unique<ServoBusModel>(options.servos, options.faults))),
+      m_laser(addDevice("laser", "ttyUSB2", std::make_unique<LaserModel>(options.faults)))
 {
     m_wakeUp = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (m_wakeUp < 0) throw std::system_error(errno, std::generic_category(), "make an eventfd");
@@ -96,6 +97,12 @@ ServoState Rig::servoState(int id) const
     return *state;
 }
 
+LaserState Rig::laserState() const
+{
+    const std::lock_guard lock(m_mutex);
+    return lockedLaserState();
+}
+
 std::vector<Bytes> Rig::cameraPackets() const
 {
     const std::lock_guard lock(m_mutex);
@@ -106,6 +113,12 @@ std::vector<Bytes> Rig::servoPackets() const
 {
     const std::lock_guard lock(m_mutex);
     return m_servos.model->packets();
+}
+
+std::vector<Bytes> Rig::laserPackets() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_laser.model->packets();
 }
 
 CameraState Rig::lockedCameraState() const
@@ -128,6 +141,14 @@ std::optional<ServoState> Rig::lockedServoState(int id) const
     const auto state =
         std::find_if(states.begin(), states.end(), [&](const auto& s) { return s.id == id; });
     return state == states.end() ? std::nullopt : std::make_optional(*state);
+}
+
+LaserState Rig::lockedLaserState() const
+{
+    LaserState state = m_laser.model->state(m_clock.now());
+    state.isPlugged = m_laser.device->pty.isPlugged();
+    state.isOn = state.isOn && state.isPlugged;
+    return state;
 }
 
 // The descriptors belong to the thread that polls them: closed by another one, they would stay open
@@ -156,6 +177,12 @@ bool Rig::waitForServo(int id, const std::function<bool(const ServoState&)>& con
     return waitFor(isFulfilled, timeout);
 }
 
+bool Rig::waitForLaser(const std::function<bool(const LaserState&)>& condition,
+                       Duration timeout) const
+{
+    return waitFor([&] { return condition(lockedLaserState()); }, timeout);
+}
+
 bool Rig::waitFor(const std::function<bool()>& condition, Duration timeout) const
 {
     std::unique_lock lock(m_mutex);
@@ -165,7 +192,8 @@ bool Rig::waitFor(const std::function<bool()>& condition, Duration timeout) cons
 void Rig::settle() const
 {
     const auto isQuiet = [](const auto& device) {
-        return !device->pty.hasInput() && !device->model->isReceiving();
+        return !device->pty.isPlugged() ||
+               (!device->pty.hasInput() && !device->model->isReceiving());
     };
     (void)waitFor([&] { return std::all_of(m_devices.begin(), m_devices.end(), isQuiet); },
                   kSettleTimeout);
@@ -174,7 +202,8 @@ void Rig::settle() const
 std::string Rig::stateJson() const
 {
     const std::lock_guard lock(m_mutex);
-    return rigsim::stateJson(m_clock.now(), lockedCameraState(), lockedServoStates());
+    return rigsim::stateJson(
+        {m_clock.now(), lockedCameraState(), lockedServoStates(), lockedLaserState()});
 }
 
 void Rig::run()

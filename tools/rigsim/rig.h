@@ -10,6 +10,7 @@
 
 #include "tools/rigsim/camera_model.h"
 #include "tools/rigsim/faults.h"
+#include "tools/rigsim/laser_model.h"
 #include "tools/rigsim/pty_line.h"
 #include "tools/rigsim/servo_bus_model.h"
 #include "tools/rigsim/sim_clock.h"
@@ -34,8 +35,8 @@ class Rig
     /// A serial line of the rig.
     struct Line
     {
-        std::string device;  ///< "camera", "servos"
-        std::string node;    ///< its name in /dev: "ttyUSB0", "ttyUSB1"
+        std::string device;  ///< "camera", "servos", "laser"
+        std::string node;    ///< its name in /dev: "ttyUSB0", "ttyUSB1", "ttyUSB2"
         std::string path;    ///< of the pseudo terminal
     };
 
@@ -51,20 +52,25 @@ class Rig
     /// Where a program opens the line: /dev/pts/N.
     const std::string& cameraPath() const { return m_camera.device->line.path; }
     const std::string& servosPath() const { return m_servos.device->line.path; }
+    const std::string& laserPath() const { return m_laser.device->line.path; }
 
     CameraState cameraState() const;
     /// @param id  in the servo's register now
     /// @throw std::out_of_range  no servo has it
     ServoState servoState(int id) const;
+    LaserState laserState() const;
 
     /// Every packet that the camera has received, in order.
     std::vector<Bytes> cameraPackets() const;
     /// Every request that a servo has received, at its own bit rate, in order.
     std::vector<Bytes> servoPackets() const;
+    /// Every packet that the laser's relay has received, rejected ones too, in order.
+    std::vector<Bytes> laserPackets() const;
 
     /// Pulls the cable; done when it returns.
     void unplugCamera() { unplug(m_camera.device); }
     void unplugServos() { unplug(m_servos.device); }
+    void unplugLaser() { unplug(m_laser.device); }
 
     /// Waits until the device's state satisfies `condition`, looked at whenever a line or a device
     /// has done something.
@@ -73,6 +79,8 @@ class Rig
     bool waitForCamera(const std::function<bool(const CameraState&)>& condition,
                        Duration timeout) const;
     bool waitForServo(int id, const std::function<bool(const ServoState&)>& condition,
+                      Duration timeout) const;
+    bool waitForLaser(const std::function<bool(const LaserState&)>& condition,
                       Duration timeout) const;
 
     /// Waits until the devices have taken all that programs have written so far (1 s at most).
@@ -104,6 +112,7 @@ class Rig
     CameraState lockedCameraState() const;
     std::vector<ServoState> lockedServoStates() const;
     std::optional<ServoState> lockedServoState(int id) const;
+    LaserState lockedLaserState() const;
     void run();
     bool runDevices();
     void runDevice(Device* device);
@@ -118,6 +127,7 @@ class Rig
     std::vector<Line> m_lines;
     Member<CameraModel> m_camera;
     Member<ServoBusModel> m_servos;
+    Member<LaserModel> m_laser;
     int m_wakeUp = -1;
     bool m_isEnding = false;
     mutable std::mutex m_mutex;

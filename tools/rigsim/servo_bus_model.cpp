@@ -140,7 +140,7 @@ void ServoBusModel::give(ServoModel* servo, const dxl::InstructionPacket& reques
     const Duration delay = servo->returnDelay();
     const int moves = servo->moves();
     const auto status = isWhole ? servo->handle(request, m_now) : servo->handleDamaged(request);
-    if (servo->moves() != moves) m_cable.moveBegins(m_now);
+    if (servo->moves() != moves) m_cable.orderTaken(m_now);
     if (status) answer(*status, delay);
 }
 

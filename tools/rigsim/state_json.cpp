@@ -25,11 +25,20 @@ static void to_json(nlohmann::ordered_json& json, const ServoState& state)
         {"errors", state.errors}, {"isPlugged", state.isPlugged}};
 }
 
-std::string stateJson(Time now, const CameraState& camera, const std::vector<ServoState>& servos)
+static void to_json(nlohmann::ordered_json& json, const LaserState& state)
 {
-    const nlohmann::ordered_json state = {
-        {"time_ms", now.nanoseconds() / 1000000}, {"camera", camera}, {"servos", servos}};
-    return state.dump(2) + "\n";
+    json = {{"isOn", state.isOn},         {"isPlugged", state.isPlugged},
+            {"packets", state.packets},   {"rejected", state.rejected},
+            {"switches", state.switches}, {"switchedOn", state.switchedOn}};
+}
+
+std::string stateJson(const RigState& state)
+{
+    const nlohmann::ordered_json json = {{"time_ms", state.now.nanoseconds() / 1000000},
+                                         {"camera", state.camera},
+                                         {"servos", state.servos},
+                                         {"laser", state.laser}};
+    return json.dump(2) + "\n";
 }
 
 }  // namespace rigsim

@@ -4,12 +4,22 @@
 #include <vector>
 
 #include "tools/rigsim/camera_model.h"
+#include "tools/rigsim/laser_model.h"
 #include "tools/rigsim/servo_model.h"
 
 namespace rigsim
 {
 
-/// The state of a rig at a simulated time as a JSON object, one member a device, and a line end.
-std::string stateJson(Time now, const CameraState& camera, const std::vector<ServoState>& servos);
+/// All devices at a simulated time.
+struct RigState
+{
+    Time now;
+    CameraState camera;
+    std::vector<ServoState> servos;
+    LaserState laser;
+};
+
+/// The state of a rig as a JSON object, one member a device, and a line end.
+std::string stateJson(const RigState& state);
 
 }  // namespace rigsim
