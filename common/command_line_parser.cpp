@@ -246,7 +246,7 @@ std::variant<CommandLine, InformationText, UsageMistake> parseCommandLine(
         if (const auto mistake = addSetting(settings, assignment, &result)) return *mistake;
     result.logLevel = options.logLevel + options.verbose - options.quiet;
     result.logBreakLevel = options.logBreakLevel;
-    result.remaining = app.remaining();
+    if (!strict) result.remaining = app.remaining();
     return result;
 }
 

@@ -45,12 +45,13 @@ std::string firstLine(const fs::path& path)
     return line;
 }
 
+/// A number of the device's description; 0 when there is none that fits.
 int number(const fs::path& file, int base)
 {
     const std::string text = firstLine(file);
     int value = 0;
     std::from_chars(text.data(), text.data() + text.size(), value, base);
-    return value;
+    return value >= 0 && value <= 0xFFFF ? value : 0;
 }
 
 }  // namespace
