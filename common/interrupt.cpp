@@ -24,6 +24,7 @@ struct WatchedSignal
 WatchedSignal s_signals[] = {{SIGINT, {}}, {SIGTERM, {}}, {SIGHUP, {}}};
 int s_descriptor = -1;
 bool s_cleaningUp = false;
+int s_delays = 0;
 volatile std::sig_atomic_t s_arrived = 0;
 
 std::list<std::function<void()>>& cleanups()
@@ -52,6 +53,16 @@ InterruptCleanup::~InterruptCleanup()
     cleanups().erase(m_place);
 }
 
+InterruptDelay::InterruptDelay()
+{
+    ++s_delays;
+}
+
+InterruptDelay::~InterruptDelay()
+{
+    --s_delays;
+}
+
 void watchInterrupts()
 {
     if (s_descriptor >= 0) return;
@@ -77,7 +88,7 @@ void unwatchInterrupts()
 
 int interruptDescriptor()
 {
-    return s_cleaningUp ? -1 : s_descriptor;
+    return s_cleaningUp || s_delays > 0 ? -1 : s_descriptor;
 }
 
 void endInterrupted()

@@ -26,14 +26,26 @@ class QUILL_API InterruptCleanup
     std::list<std::function<void()>>::iterator m_place;
 };
 
+/// While one lives, waits do not heed an interrupt: the first wait after it does. For an exchange
+/// with a device that must not be cut, since a clean-up goes on with the same line; it has a short
+/// time-out of its own. A second signal kills at once all the same. Main thread only.
+class QUILL_API InterruptDelay
+{
+  public:
+    InterruptDelay();
+    ~InterruptDelay();
+    InterruptDelay(const InterruptDelay&) = delete;
+    InterruptDelay& operator=(const InterruptDelay&) = delete;
+};
+
 /// Starts watching. Signals that the process was started with as ignored (nohup) stay ignored.
 QUILL_API void watchInterrupts();
 
 /// Back to what the signals did before watchInterrupts().
 QUILL_API void unwatchInterrupts();
 
-/// To be polled for reading by every wait. -1, which poll() skips, while nothing is watched and
-/// while the clean-up of endInterrupted() runs.
+/// To be polled for reading by every wait. -1, which poll() skips, while nothing is watched,
+/// during an InterruptDelay, and while the clean-up of endInterrupted() runs.
 QUILL_API int interruptDescriptor();
 
 /// Runs the registered clean-ups, newest first, and ends the process by the signal that came: a

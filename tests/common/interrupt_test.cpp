@@ -62,6 +62,24 @@ TEST(InterruptDeathTest, IsNotLostBeforeOrAfterTheWaits)
     EXPECT_EXIT(after(), testing::KilledBySignal(SIGINT), "");
 }
 
+TEST(InterruptDeathTest, WaitsForTheEndOfADelay)
+{
+    const auto run = [] {
+        const auto guard = g_common_init->init();
+        {
+            const InterruptDelay outer;
+            std::raise(SIGINT);
+            {
+                const InterruptDelay inner;
+            }
+            sleep(milliseconds(1));
+            printOnInterrupt("not cut.");
+        }
+        sleep(seconds(100));
+    };
+    EXPECT_EXIT(run(), testing::KilledBySignal(SIGINT), "^not cut\\.$");
+}
+
 TEST(InterruptDeathTest, StaysIgnoredWhereTheProcessWasStartedSo)
 {
     const auto run = [] {
