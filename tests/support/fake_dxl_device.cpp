@@ -56,13 +56,13 @@ int DxlDevice::dxl_read_word(int id, int address)
 int DxlDevice::dxl_write_byte(int id, int address, int value)
 {
     note("write", id, address, value);
-    return 1;
+    return fakeBus.write(id, address, value);
 }
 
 int DxlDevice::dxl_write_word(int id, int address, int value)
 {
     note("writeword", id, address, value);
-    return 1;
+    return fakeBus.write(id, address, value);
 }
 
 void DxlDevice::setSilenceExpected(bool expected)

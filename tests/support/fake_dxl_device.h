@@ -14,6 +14,7 @@ struct FakeBus
 {
     bool opens = true;
     std::function<int(int id, int address)> read = [](int, int) { return -1; };
+    std::function<int(int id, int address, int value)> write = [](int, int, int) { return 1; };
     std::function<bool()> isLineLost = [] { return false; };
     std::vector<std::string> calls;
     int unreportedSilences = 0;  ///< reads while silence was said to be expected
