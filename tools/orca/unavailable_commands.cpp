@@ -17,7 +17,3 @@ void HardwareDriver::captureKinectImages()
 {
     reportUnavailable("kinect");
 }
-void HardwareDriver::testSystem(const std::string&, const std::string&, const std::string&)
-{
-    reportUnavailable("test");
-}
