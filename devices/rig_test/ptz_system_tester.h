@@ -22,7 +22,7 @@ namespace quill::app
 /// exchange with a device under way is ended before (4 s at most, some milliseconds with a device
 /// that answers).
 ///
-/// A healthy rig takes some 4 s. No step waits without an end: 100 s at most in all. Each step is
+/// A healthy rig takes some 4 s. No step waits without an end: 120 s at most in all. Each step is
 /// logged as it begins, level 5, category "rig_test"; causes of failures are logged by the device
 /// libraries at level 3. Main thread.
 class PTZSystemTester
