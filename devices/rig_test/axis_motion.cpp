@@ -1,9 +1,7 @@
 #include "axis_motion.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <sstream>
-#include <utility>
 
 #include "common/interrupt.h"
 
