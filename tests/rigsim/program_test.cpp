@@ -75,15 +75,18 @@ TEST_F(RigsimProgram, GivesItsCommandARig)
         "rigsim --fault camera.other-address --fault servos.overload=1 --speed 10 --trace trace "
         "--state state -- sh -c 'stat -c %t:%T /dev/ttyUSB0; "
         "cat $(readlink -f /sys/dev/char/188:0)/../../../../idProduct; echo; "
+        "name=/dev/serial/by-id/usb-FTDI_FT232R_USB_UART_RIG00004-if00-port0; "
+        "readlink $name; stat -L -c %t:%T $name; serial_probe $name 9600 \"88 30 01 FF\"; "
         "serial_probe /dev/ttyUSB0 9600 \"88 30 01 FF\"; "
         "serial_probe /dev/ttyUSB0 9600 \"81 01 06 04 FF\"; "
         "serial_probe /dev/ttyUSB1 57143 \"FF FF 01 02 01 FB\" \"FF FF 02 04 02 03 01 F3\"'");
     EXPECT_EQ(runs.out,
-              "bc:0\n6001\n88 30 02 FF\nA0 41 FF\nFF FF 01 02 20 DC\nFF FF 02 03 00 02 F8\n");
+              "bc:0\n6001\n../../ttyUSB0\nbc:0\n88 30 02 FF\n88 30 02 FF\nA0 41 FF\nFF FF 01 02 20 "
+              "DC\nFF FF 02 03 00 02 F8\n");
     EXPECT_THAT(shell("cat trace state").out,
                 testing::ContainsRegex("^ *[0-9.]+ camera received 88 30 01 FF\n"
                                        " *[0-9.]+ camera sent 88 30 02 FF\n.*"
-                                       "\"packets\": 2,.*\"id\": 2,.*\"reads\": 1,"));
+                                       "\"packets\": 3,.*\"id\": 2,.*\"reads\": 1,"));
 }
 
 TEST_F(RigsimProgram, ServesPlainLinesUntilItIsTold)

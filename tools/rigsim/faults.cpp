@@ -30,6 +30,7 @@ ValueForm formOf(FaultValue value)
         case FaultValue::ServoId: return {"ID", 0, 253};
         case FaultValue::StatusLevel: return {"N", 0, 2};
         case FaultValue::ReturnDelay: return {"N", 0, 254};
+        case FaultValue::CbusPin: return {"PIN", 0, 3};
         case FaultValue::None: break;
     }
     return {"", 0, 0};
@@ -83,6 +84,7 @@ const std::vector<FaultKind>& faultKinds()
 {
     using Value = FaultValue;
     constexpr int64_t kTiltServo = 2;
+    constexpr int64_t kCbus1 = 1;
     static const std::vector<FaultKind> kinds = {
         {"camera.silent", Value::None, {}, "takes orders, but no byte comes back"},
         {"camera.slow", Value::Milliseconds, {}, "every reply comes that much later"},
@@ -141,6 +143,12 @@ const std::vector<FaultKind>& faultKinds()
         {"laser.unplug", Value::Seconds, {}, "the cable is pulled after that time"},
         {"laser.unplug-on-switch", Value::Milliseconds, 0,
          "the cable is pulled that long after it went on or off"},
+
+        {"cbus.not-io", Value::CbusPin, kCbus1, "the EEPROM gives the pin its factory function"},
+        {"cbus.other-chip", Value::None, {}, "the adapters are no FT232R but an FT230X"},
+        {"cbus.no-permission", Value::None, {}, "the adapters' USB nodes cannot be opened"},
+        {"cbus.refuse", Value::None, {}, "the bit mode cannot be set"},
+        {"cbus.unplug-after", Value::Count, {}, "an adapter is pulled after N requests"},
     };
     return kinds;
 }

@@ -19,6 +19,7 @@ enum class FaultValue {
     ServoId,       ///< 0..253
     StatusLevel,   ///< of a servo, 0..2
     ReturnDelay,   ///< of a servo, 0..254 units of 2 us
+    CbusPin,       ///< 0..3
 };
 
 struct FaultKind

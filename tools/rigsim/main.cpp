@@ -54,7 +54,7 @@ int serve(const Rig& rig, const std::string& folder, const Signals& signals)
     return 0;
 }
 
-int runInTestbed(const Rig& rig, const std::vector<std::string>& command, const Signals& signals)
+int runInTestbed(Rig& rig, const std::vector<std::string>& command, const Signals& signals)
 {
     const Testbed testbed(rig);
     return runCommand(command, testbed.environment(), signals);
@@ -64,7 +64,7 @@ int run(const Options& options)
 {
     const Signals signals(!options.serveFolder.empty());
     const File stateFile = openForWriting(options.stateFile);
-    const Rig rig(options.rig);
+    Rig rig(options.rig);
     const int status = options.serveFolder.empty() ? runInTestbed(rig, options.command, signals)
                                                    : serve(rig, options.serveFolder, signals);
     if (!stateFile) return status;

@@ -31,7 +31,7 @@ std::string faultList()
         const std::string name = kind.name;
         if (name.substr(0, name.find('.')) != device) {
             device = name.substr(0, name.find('.'));
-            text += fmt::format("\nFaults of the {}:\n", device);
+            text += fmt::format("\nFaults of the {}:\n", device == "cbus" ? "CBUS pins" : device);
         }
         text += fmt::format("  {:<28}{}\n", faultSyntax(kind), kind.description);
     }
@@ -46,9 +46,13 @@ std::string footer()
            "                              ID 1 (pan) and ID 2 (tilt) at 57143 bit/s, baud number\n"
            "                              34, and ID 7 at 117647 bit/s, baud number 16\n"
            "  /dev/ttyUSB2                laser behind a serial relay, 9600 bit/s (--serve:\n"
-           "                              DIR/laser)\n" +
+           "                              DIR/laser)\n"
+           "  /dev/bus/usb/001/004..006   the FT232R of the adapter of each, for libusb: EEPROM "
+           "and\n"
+           "                              CBUS pins, all I/O (not with --serve)\n"
+           "  /dev/serial/by-id           links to the three lines\n" +
            faultList() +
-           "ID is the servo's, 2 where it is left out.\n"
+           "ID is the servo's, 2 where it is left out; PIN is 0 to 3, 1 where it is left out.\n"
            "MS and SECONDS are simulated time, which runs at --speed.\n"
            "\nExit status: that of COMMAND, 128+N when signal N ended it, 127 not found,\n"
            "126 not executable; 2 wrong usage, 125 the rig could not be made.\n"

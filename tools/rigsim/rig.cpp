@@ -22,6 +22,7 @@ namespace
 {
 
 constexpr Duration kSettleTimeout = quill::seconds(1);
+constexpr int kFirstUsbNumber = 4;
 constexpr Duration kLongestWait = quill::seconds(3600);
 
 timespec toTimespec(Duration span)
@@ -45,10 +46,21 @@ void keepTimeLikeHardware()
     (void)pthread_setschedparam(pthread_self(), SCHED_FIFO, &priority);
 }
 
+Bytes toBytes(const UsbSetup& setup)
+{
+    Bytes bytes = {setup.requestType, setup.request};
+    for (const uint16_t word : {setup.value, setup.index, setup.length}) {
+        bytes.push_back(static_cast<uint8_t>(word & 0xFF));
+        bytes.push_back(static_cast<uint8_t>(word >> 8));
+    }
+    return bytes;
+}
+
 }  // namespace
 
 Rig::Rig(const RigOptions& options)
-    : m_clock(options.speed),
+    : m_faults(options.faults),
+      m_clock(options.speed),
       m_trace(options.traceFile),
       m_camera(addDevice("camera", "ttyUSB0", std::make_unique<CameraModel>(options.faults))),
       m_servos(addDevice("servos", "ttyUSB1",
@@ -71,13 +83,19 @@ Rig::~Rig()
     close(m_wakeUp);
 }
 
+Rig::Device::Device(const char* name, const char* node, int usbNumber, const Faults& faults,
+                    std::unique_ptr<SerialModel> behind)
+    : line{name, node, pty.path(), usbNumber, adapterIdentity(faults, usbNumber)},
+      chip(line.adapter, faults),
+      model(std::move(behind))
+{}
+
 template <typename Model>
 Rig::Member<Model> Rig::addDevice(const char* name, const char* node, std::unique_ptr<Model> model)
 {
     Model* const modelPointer = model.get();
-    auto device = std::make_unique<Device>();
-    device->model = std::move(model);
-    device->line = {name, node, device->pty.path()};
+    const int number = kFirstUsbNumber + static_cast<int>(m_devices.size());
+    auto device = std::make_unique<Device>(name, node, number, m_faults, std::move(model));
     m_lines.push_back(device->line);
     m_devices.push_back(std::move(device));
     return {m_devices.back().get(), modelPointer};
@@ -101,6 +119,34 @@ LaserState Rig::laserState() const
 {
     const std::lock_guard lock(m_mutex);
     return lockedLaserState();
+}
+
+AdapterState Rig::adapterState(const std::string& device) const
+{
+    const std::lock_guard lock(m_mutex);
+    return lockedAdapterState(deviceOf(device));
+}
+
+UsbReply Rig::transfer(const std::string& device, const UsbSetup& setup)
+{
+    const std::lock_guard lock(m_mutex);
+    Device& owner = deviceOf(device);
+    if (!lockedAdapterState(owner).isPlugged) return {ENODEV, {}};
+    UsbReply reply = owner.chip.control(setup);
+    const std::string name = device + ".usb";
+    m_trace.add(m_clock.now(), name, "received", toBytes(setup));
+    if (reply.error != 0 || !reply.data.empty())
+        m_trace.add(m_clock.now(), name, "sent", reply.data, reply.error == 0 ? "" : "(stall)");
+    if (owner.chip.isUnplugged()) wake();
+    m_changed.notify_all();
+    return reply;
+}
+
+int Rig::act(const std::string& device, UsbAction action)
+{
+    const std::lock_guard lock(m_mutex);
+    Device& owner = deviceOf(device);
+    return lockedAdapterState(owner).isPlugged ? owner.chip.act(action) : ENODEV;
 }
 
 std::vector<Bytes> Rig::cameraPackets() const
@@ -149,6 +195,23 @@ LaserState Rig::lockedLaserState() const
     state.isPlugged = m_laser.device->pty.isPlugged();
     state.isOn = state.isOn && state.isPlugged;
     return state;
+}
+
+AdapterState Rig::lockedAdapterState(const Device& device) const
+{
+    AdapterState state = device.chip.state();
+    state.isPlugged =
+        state.isPlugged && device.pty.isPlugged() && !device.model->isUnplugged(m_clock.now());
+    return state;
+}
+
+Rig::Device& Rig::deviceOf(const std::string& name) const
+{
+    const auto found = std::find_if(m_devices.begin(), m_devices.end(), [&](const auto& device) {
+        return device->line.device == name;
+    });
+    if (found == m_devices.end()) throw std::out_of_range("no line of the rig has a " + name);
+    return **found;
 }
 
 // The descriptors belong to the thread that polls them: closed by another one, they would stay open
@@ -202,8 +265,11 @@ void Rig::settle() const
 std::string Rig::stateJson() const
 {
     const std::lock_guard lock(m_mutex);
+    std::vector<std::pair<std::string, AdapterState>> adapters;
+    for (const auto& device : m_devices)
+        adapters.emplace_back(device->line.device, lockedAdapterState(*device));
     return rigsim::stateJson(
-        {m_clock.now(), lockedCameraState(), lockedServoStates(), lockedLaserState()});
+        {m_clock.now(), lockedCameraState(), lockedServoStates(), lockedLaserState(), adapters});
 }
 
 void Rig::run()
@@ -235,7 +301,8 @@ void Rig::runDevice(Device* device)
     const Bytes bytes = device->pty.read();
     if (!bytes.empty()) receive(device, bytes, now);
     for (const Output& output : device->model->takeOutput(now)) send(device, output);
-    if (device->isPulled || device->model->isUnplugged(now)) device->pty.unplug();
+    const bool isPulled = device->model->isUnplugged(now) || device->chip.isUnplugged();
+    if (isPulled || device->isPulled) device->pty.unplug();
 }
 
 void Rig::receive(Device* device, const Bytes& bytes, Time now)

@@ -10,6 +10,7 @@
 
 #include "tools/rigsim/camera_model.h"
 #include "tools/rigsim/faults.h"
+#include "tools/rigsim/ft232r_model.h"
 #include "tools/rigsim/laser_model.h"
 #include "tools/rigsim/pty_line.h"
 #include "tools/rigsim/servo_bus_model.h"
@@ -38,6 +39,8 @@ class Rig
         std::string device;  ///< "camera", "servos", "laser"
         std::string node;    ///< its name in /dev: "ttyUSB0", "ttyUSB1", "ttyUSB2"
         std::string path;    ///< of the pseudo terminal
+        int usbNumber;       ///< of its adapter: device number and port on the first USB bus
+        UsbIdentity adapter;
     };
 
     /// @throw std::system_error  no pseudo terminal, or the trace file cannot be written
@@ -48,6 +51,7 @@ class Rig
     Rig& operator=(const Rig&) = delete;
 
     const std::vector<Line>& lines() const { return m_lines; }
+    const Faults& faults() const { return m_faults; }
 
     /// Where a program opens the line: /dev/pts/N.
     const std::string& cameraPath() const { return m_camera.device->line.path; }
@@ -59,6 +63,14 @@ class Rig
     /// @throw std::out_of_range  no servo has it
     ServoState servoState(int id) const;
     LaserState laserState() const;
+
+    /// The USB adapter of a line.
+    /// @param device  as in Line; std::out_of_range when no line has it
+    AdapterState adapterState(const std::string& device) const;
+    /// What a program does with it by way of its USB node: transfers with its control endpoint and
+    /// what it asks of the system. Both give ENODEV once the cable is pulled.
+    UsbReply transfer(const std::string& device, const UsbSetup& setup);
+    int act(const std::string& device, UsbAction action);
 
     /// Every packet that the camera has received, in order.
     std::vector<Bytes> cameraPackets() const;
@@ -92,9 +104,13 @@ class Rig
   private:
     struct Device
     {
-        Line line;
-        std::unique_ptr<SerialModel> model;
+        Device(const char* name, const char* node, int usbNumber, const Faults& faults,
+               std::unique_ptr<SerialModel> behind);
+
         PtyLine pty;
+        Line line;
+        Ft232rModel chip;  // of the adapter
+        std::unique_ptr<SerialModel> model;
         bool isPulled = false;  // asked for by a caller, done by the thread that polls
     };
 
@@ -113,6 +129,8 @@ class Rig
     std::vector<ServoState> lockedServoStates() const;
     std::optional<ServoState> lockedServoState(int id) const;
     LaserState lockedLaserState() const;
+    AdapterState lockedAdapterState(const Device& device) const;
+    Device& deviceOf(const std::string& name) const;
     void run();
     bool runDevices();
     void runDevice(Device* device);
@@ -121,6 +139,7 @@ class Rig
     void waitForWork();
     void wake() const;
 
+    Faults m_faults;
     SimClock m_clock;
     Trace m_trace;
     std::vector<std::unique_ptr<Device>> m_devices;

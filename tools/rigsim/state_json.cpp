@@ -1,5 +1,6 @@
 #include "tools/rigsim/state_json.h"
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 namespace rigsim
@@ -32,12 +33,41 @@ static void to_json(nlohmann::ordered_json& json, const LaserState& state)
             {"switches", state.switches}, {"switchedOn", state.switchedOn}};
 }
 
+static void to_json(nlohmann::ordered_json& json, const CbusPin& pin)
+{
+    json = {{"function", cbusFunctionName(pin.function)},
+            {"isOutput", pin.isOutput},
+            {"level", pin.level ? 1 : 0}};
+}
+
+static void to_json(nlohmann::ordered_json& json, const AdapterState& state)
+{
+    std::vector<std::string> bitModeRequests;  // "20F3"
+    for (const uint16_t value : state.bitModeRequests)
+        bitModeRequests.push_back(fmt::format("{:04X}", value));
+    json = {{"pins", state.pins},
+            {"bitMode", fmt::format("{:02X}", state.bitMode)},
+            {"bitModeRequests", bitModeRequests},
+            {"requests", state.requests},
+            {"latencyMs", state.latencyMs},
+            {"claims", state.claims},
+            {"releases", state.releases},
+            {"driverDetaches", state.driverDetaches},
+            {"configurations", state.configurations},
+            {"resets", state.resets},
+            {"hasDriver", state.hasDriver},
+            {"isPlugged", state.isPlugged}};
+}
+
 std::string stateJson(const RigState& state)
 {
+    nlohmann::ordered_json adapters;
+    for (const auto& [device, adapter] : state.adapters) adapters[device] = adapter;
     const nlohmann::ordered_json json = {{"time_ms", state.now.nanoseconds() / 1000000},
                                          {"camera", state.camera},
                                          {"servos", state.servos},
-                                         {"laser", state.laser}};
+                                         {"laser", state.laser},
+                                         {"adapters", adapters}};
     return json.dump(2) + "\n";
 }
 

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/rigsim/camera_model.h"
+#include "tools/rigsim/ft232r_model.h"
 #include "tools/rigsim/laser_model.h"
 #include "tools/rigsim/servo_model.h"
 
@@ -17,6 +19,7 @@ struct RigState
     CameraState camera;
     std::vector<ServoState> servos;
     LaserState laser;
+    std::vector<std::pair<std::string, AdapterState>> adapters;  ///< by the device of their line
 };
 
 /// The state of a rig as a JSON object, one member a device, and a line end.

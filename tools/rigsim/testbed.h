@@ -10,13 +10,13 @@ namespace rigsim
 {
 
 /// The made-up /dev and /sys in which a process finds the rig's devices under their usual names,
-/// each serial line as a USB adapter with its place in the USB tree. A temporary folder in TMPDIR,
-/// gone with the object. The rig must outlive it.
+/// each serial line as a USB adapter with its place in the USB tree, its USB node and the lasting
+/// name of its tty. A temporary folder in TMPDIR, gone with the object. The rig must outlive it.
 class Testbed
 {
   public:
     /// @throw std::runtime_error  with the cause and the remedy
-    explicit Testbed(const Rig& rig);
+    explicit Testbed(Rig& rig);
     ~Testbed();
     Testbed(const Testbed&) = delete;
     Testbed& operator=(const Testbed&) = delete;

@@ -10,7 +10,8 @@ namespace rigsim
 {
 
 /// The record of what went over the lines, one transfer a line: simulated time in ms, device,
-/// "received" or "sent" as the device sees it, bytes in hex, and a remark where there is one.
+/// "received" or "sent" as the device sees it, bytes in hex, and a remark where there is one. The
+/// chip of a device's USB adapter is "DEVICE.usb"; what it receives are setup packets.
 class Trace
 {
   public:
