@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+#include "devices/serial/error.h"
+
+namespace quill
+{
+
+/// Whether an error text of libfreenect2 says so: nothing else of it does.
+bool tellsOfMissingPermission(const std::string& libraryError);
+
+/// Why the sensor could not be found, opened or started, and what to do, from what the library says
+/// and what the system knows of the sensor.
+/// @param step          "find", "open" or "start"
+/// @param libraryError  the library's last error; may be empty
+/// @param root          stands before /sys and /dev
+Error kinectFailure(const std::string& step, const std::string& libraryError,
+                    const std::string& root = "");
+
+}  // namespace quill

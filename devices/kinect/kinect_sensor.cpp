@@ -1,0 +1,124 @@
+#include "devices/kinect/kinect_sensor.h"
+
+#include <libfreenect2/libfreenect2.hpp>
+
+#include <csignal>
+#include <optional>
+
+#include "common/interrupt.h"
+#include "common/logging.h"
+#include "kinect_failure.h"
+#include "latest_frames.h"
+#include "library_log.h"
+
+namespace quill
+{
+namespace
+{
+
+constexpr int kWarning = 3;
+constexpr int kTrace = 5;
+constexpr const char* kCategory = "kinect";
+
+/// Keeps the signals that end a run off the threads started meanwhile: they are for the main one.
+class SignalsBlocked
+{
+  public:
+    SignalsBlocked()
+    {
+        sigset_t signals;
+        sigemptyset(&signals);
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
+        pthread_sigmask(SIG_BLOCK, &signals, &m_before);
+    }
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+    SignalsBlocked(const SignalsBlocked&) = delete;
+    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+  private:
+    sigset_t m_before;
+};
+
+}  // namespace
+
+struct KinectSensor::Impl
+{
+    std::shared_ptr<GPIOPin> powerPin;
+    bool isRGBEnabled = false;
+    std::shared_ptr<LatestFrames> frames = std::make_shared<LatestFrames>();
+    std::shared_ptr<KinectHandle> handle = std::make_shared<KinectHandle>(frames);
+    // In this order: the device must go before the library and before its listener, the frames.
+    std::unique_ptr<libfreenect2::Freenect2> library;
+    std::unique_ptr<libfreenect2::Freenect2Device> device;
+    std::optional<InterruptCleanup> cleanup;
+
+    std::optional<Error> start();
+    void stop();
+};
+
+std::optional<Error> KinectSensor::Impl::start()
+{
+    const SignalsBlocked blocked;
+    LibraryLog& log = LibraryLog::install();
+    log.forgetErrors();
+    frames->clear();
+    library = std::make_unique<libfreenect2::Freenect2>();
+    if (library->enumerateDevices() == 0) return kinectFailure("find", log.lastError());
+    // The decoder that needs neither a graphics card nor a display.
+    device.reset(library->openDevice(library->getDefaultDeviceSerialNumber(),
+                                     new libfreenect2::CpuPacketPipeline));
+    if (device == nullptr) return kinectFailure("open", log.lastError());
+    device->setColorFrameListener(frames.get());
+    device->setIrAndDepthFrameListener(frames.get());
+    if (!device->startStreams(isRGBEnabled, true)) return kinectFailure("start", log.lastError());
+    QUILL_LOG(kTrace, kCategory) << "sensor " << device->getSerialNumber() << " streams";
+    return std::nullopt;
+}
+
+void KinectSensor::Impl::stop()
+{
+    if (device != nullptr) {
+        device->stop();
+        device->close();
+        device.reset();
+        QUILL_LOG(kTrace, kCategory) << "sensor closed: " << frames->summary();
+    }
+    library.reset();
+}
+
+KinectSensor::KinectSensor(const std::shared_ptr<GPIOPin>& pin) : m_impl(std::make_unique<Impl>())
+{
+    m_impl->powerPin = pin;
+}
+
+KinectSensor::~KinectSensor()
+{
+    setMasterSwitch(false);
+}
+
+void KinectSensor::setEnableRGB(bool enable)
+{
+    m_impl->isRGBEnabled = enable;
+}
+
+bool KinectSensor::setMasterSwitch(bool on)
+{
+    const bool isStreaming = m_impl->device != nullptr;
+    if (on == isStreaming) return on;
+    const auto error = on ? m_impl->start() : std::nullopt;
+    if (on && !error) {
+        m_impl->cleanup.emplace([this] { m_impl->stop(); });
+        return true;
+    }
+    m_impl->stop();
+    m_impl->cleanup.reset();
+    if (error) QUILL_LOG(kWarning, kCategory) << error->text();
+    return false;
+}
+
+std::shared_ptr<KinectHandle> KinectSensor::getHandle()
+{
+    return m_impl->handle;
+}
+
+}  // namespace quill

@@ -1,0 +1,118 @@
+#include <libfreenect2/libfreenect2.hpp>
+
+#include <memory>
+
+#include "log.h"
+#include "sensor_socket.h"
+#include "stream_worker.h"
+
+namespace libfreenect2
+{
+namespace
+{
+
+using quill::kinect::MessageKind;
+using quill::kinect::SensorStatus;
+
+constexpr const char* kSerial = "012345678947";
+
+/// The words in which the library on libusb tells that the device node may not be opened.
+constexpr const char* kNoPermission =
+    "failed to open Kinect v2: LIBUSB_ERROR_ACCESS Access denied (insufficient permissions)";
+
+class SimulatedDevice final : public Freenect2Device
+{
+  public:
+    explicit SimulatedDevice(std::unique_ptr<const PacketPipeline> pipeline)
+        : m_pipeline(std::move(pipeline))
+    {}
+    ~SimulatedDevice() override { stopWorkers(); }
+
+    std::string getSerialNumber() override { return kSerial; }
+    void setColorFrameListener(FrameListener* listener) override { m_colourListener = listener; }
+    void setIrAndDepthFrameListener(FrameListener* listener) override
+    {
+        m_infraredListener = listener;
+    }
+    bool start() override { return startStreams(true, true); }
+    bool startStreams(bool rgb, bool depth) override
+    {
+        if ((!rgb || m_colour.start(m_colourListener)) &&
+            (!depth || m_infrared.start(m_infraredListener)))
+            return true;
+        stopWorkers();
+        return false;
+    }
+    bool stop() override
+    {
+        stopWorkers();
+        return true;
+    }
+    bool close() override { return stop(); }
+
+  private:
+    void stopWorkers()
+    {
+        m_colour.stop();
+        m_infrared.stop();
+    }
+
+    std::unique_ptr<const PacketPipeline> m_pipeline;  // ours by the interface; nothing to decode
+    FrameListener* m_colourListener = nullptr;
+    FrameListener* m_infraredListener = nullptr;
+    StreamWorker m_colour{Frame::Color};
+    StreamWorker m_infrared{Frame::Ir};
+};
+
+bool isSensorThere()
+{
+    const auto socket = SensorSocket::open(MessageKind::AskStatus);
+    if (!socket) return false;
+    if (socket->status() == SensorStatus::NoPermission) logError(kNoPermission);
+    return socket->status() == SensorStatus::Ready;
+}
+
+}  // namespace
+
+PacketPipeline::~PacketPipeline() = default;
+CpuPacketPipeline::CpuPacketPipeline() = default;
+CpuPacketPipeline::~CpuPacketPipeline() = default;
+
+Freenect2Device::~Freenect2Device() = default;
+
+Freenect2::Freenect2(void*) {}
+Freenect2::~Freenect2() = default;
+
+int Freenect2::enumerateDevices()
+{
+    return isSensorThere() ? 1 : 0;
+}
+
+std::string Freenect2::getDefaultDeviceSerialNumber()
+{
+    return isSensorThere() ? kSerial : "";
+}
+
+Freenect2Device* Freenect2::openDevice(const std::string& serial, const PacketPipeline* factory)
+{
+    std::unique_ptr<const PacketPipeline> pipeline(factory);
+    if (serial != kSerial || !isSensorThere()) return nullptr;
+    return new SimulatedDevice(std::move(pipeline));
+}
+
+Freenect2Device* Freenect2::openDevice(const std::string& serial)
+{
+    return openDevice(serial, new CpuPacketPipeline);
+}
+
+Freenect2Device* Freenect2::openDefaultDevice(const PacketPipeline* factory)
+{
+    return openDevice(getDefaultDeviceSerialNumber(), factory);
+}
+
+Freenect2Device* Freenect2::openDefaultDevice()
+{
+    return openDefaultDevice(new CpuPacketPipeline);
+}
+
+}  // namespace libfreenect2

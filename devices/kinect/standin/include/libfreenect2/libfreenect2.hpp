@@ -1,0 +1,53 @@
+#pragma once
+
+#include <libfreenect2/frame_listener.hpp>
+#include <libfreenect2/packet_pipeline.h>
+#include <memory>
+#include <string>
+
+namespace libfreenect2
+{
+
+/// An open sensor. Deleting it closes it; the listeners must live until then.
+class Freenect2Device
+{
+  public:
+    virtual ~Freenect2Device();
+
+    virtual std::string getSerialNumber() = 0;
+    virtual void setColorFrameListener(FrameListener* listener) = 0;
+    virtual void setIrAndDepthFrameListener(FrameListener* listener) = 0;
+
+    /// Both streams.
+    virtual bool start() = 0;
+    /// @param depth  infrared comes with it
+    virtual bool startStreams(bool rgb, bool depth) = 0;
+    /// No listener is called any more once it returns.
+    virtual bool stop() = 0;
+    virtual bool close() = 0;
+};
+
+/// Finds and opens sensors. Failures are told by the result and by an error of the Logger.
+class Freenect2
+{
+  public:
+    explicit Freenect2(void* usb_context = nullptr);
+    virtual ~Freenect2();
+    Freenect2(const Freenect2&) = delete;
+    Freenect2& operator=(const Freenect2&) = delete;
+
+    /// @return how many sensors can be opened
+    int enumerateDevices();
+
+    /// @return empty where there is none
+    std::string getDefaultDeviceSerialNumber();
+
+    /// @param factory  owned by the library from now on, whatever the result
+    /// @return null on failure; to be deleted by the caller
+    Freenect2Device* openDevice(const std::string& serial, const PacketPipeline* factory);
+    Freenect2Device* openDevice(const std::string& serial);
+    Freenect2Device* openDefaultDevice(const PacketPipeline* factory);
+    Freenect2Device* openDefaultDevice();
+};
+
+}  // namespace libfreenect2

@@ -1,0 +1,49 @@
+#include "log.h"
+
+#include <libfreenect2/logger.h>
+
+#include <memory>
+#include <mutex>
+
+namespace libfreenect2
+{
+namespace
+{
+
+std::mutex s_mutex;
+std::shared_ptr<Logger> s_logger;  // a thread that logs keeps it alive meanwhile
+
+std::shared_ptr<Logger> currentLogger()
+{
+    const std::lock_guard lock(s_mutex);
+    return s_logger;
+}
+
+}  // namespace
+
+Logger::~Logger() = default;
+
+Logger::Level Logger::level() const
+{
+    return level_;
+}
+
+Logger* getGlobalLogger()
+{
+    return currentLogger().get();
+}
+
+void setGlobalLogger(Logger* logger)
+{
+    std::shared_ptr<Logger> replaced(logger);
+    const std::lock_guard lock(s_mutex);
+    s_logger.swap(replaced);
+}
+
+void logError(const std::string& message)
+{
+    const auto logger = currentLogger();
+    if (logger && logger->level() >= Logger::Error) logger->log(Logger::Error, message);
+}
+
+}  // namespace libfreenect2
