@@ -82,20 +82,20 @@ Error kinectFailure(const std::string& step, const std::string& libraryError,
 {
     const auto found = findOnUsb(root);
     const std::string subject = found ? "Kinect at USB port " + found->port : "Kinect";
-    const std::string words = libraryError.empty() ? "" : "; the library says: " + libraryError;
+    const std::string says = libraryError.empty() ? "" : "; the library says: " + libraryError;
 
     if (tellsOfMissingPermission(libraryError)) return noPermission(found ? found->node : subject);
-    if (!found)
-        return {subject, step, 0, "no sensor on the USB bus" + words,
+    if (!found && step == "find")
+        return {subject, step, 0, "no sensor on the USB bus" + says,
                 "plug it in and check its power supply"};
-    if (found->speedMbit < kUsb3SpeedMbit)
+    if (found && found->speedMbit < kUsb3SpeedMbit)
         return {subject, step, 0,
                 "the port runs at " + std::to_string(found->speedMbit) +
-                    " Mbit/s, the sensor needs 5000" + words,
+                    " Mbit/s, the sensor needs 5000",
                 "plug it into a USB 3 port"};
-    if (::access((root + found->node).c_str(), R_OK | W_OK) != 0 && errno == EACCES)
+    if (found && ::access((root + found->node).c_str(), R_OK | W_OK) != 0 && errno == EACCES)
         return noPermission(found->node);
-    return {subject, step, 0, "the sensor does not " + step + words,
+    return {subject, step, 0, "the sensor is there, but fails" + says,
             "unplug it and plug it in again; no other program may hold it"};
 }
 

@@ -149,6 +149,16 @@ const std::vector<FaultKind>& faultKinds()
         {"cbus.no-permission", Value::None, {}, "the adapters' USB nodes cannot be opened"},
         {"cbus.refuse", Value::None, {}, "the bit mode cannot be set"},
         {"cbus.unplug-after", Value::Count, {}, "an adapter is pulled after N requests"},
+
+        {"kinect.absent", Value::None, {}, "is not plugged in"},
+        {"kinect.no-permission", Value::None, {}, "its device node may not be opened"},
+        {"kinect.usb2", Value::None, {}, "is at a USB 2 port, where it cannot start"},
+        {"kinect.no-infrared", Value::None, {}, "sends no infrared frames"},
+        {"kinect.no-colour", Value::None, {}, "sends no colour frames"},
+        {"kinect.rgbx", Value::None, {}, "colour frames have red before blue"},
+        {"kinect.damaged", Value::None, {}, "every other frame is said to be damaged, and is"},
+        {"kinect.slow", Value::Milliseconds, {}, "the first frames come that much later"},
+        {"kinect.unplug", Value::Seconds, {}, "is unplugged that long after streaming began"},
     };
     return kinds;
 }

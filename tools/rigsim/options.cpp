@@ -50,7 +50,8 @@ std::string footer()
            "  /dev/bus/usb/001/004..006   the FT232R of the adapter of each, for libusb: EEPROM "
            "and\n"
            "                              CBUS pins, all I/O (not with --serve)\n"
-           "  /dev/serial/by-id           links to the three lines\n" +
+           "  /dev/serial/by-id           links to the three lines\n"
+           "  a Kinect at a USB 3 port    for programs that are built without libfreenect2\n" +
            faultList() +
            "ID is the servo's, 2 where it is left out; PIN is 0 to 3, 1 where it is left out.\n"
            "MS and SECONDS are simulated time, which runs at --speed.\n"

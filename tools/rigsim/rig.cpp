@@ -10,10 +10,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <stdexcept>
 #include <system_error>
 
+#include "tools/rigsim/real_time.h"
 #include "tools/rigsim/state_json.h"
 
 namespace rigsim
@@ -24,17 +24,6 @@ namespace
 constexpr Duration kSettleTimeout = quill::seconds(1);
 constexpr int kFirstUsbNumber = 4;
 constexpr Duration kLongestWait = quill::seconds(3600);
-
-timespec toTimespec(Duration span)
-{
-    constexpr int64_t kSecond = 1000000000;
-    return {span.nanoseconds() / kSecond, span.nanoseconds() % kSecond};
-}
-
-std::chrono::nanoseconds toChrono(Duration span)
-{
-    return std::chrono::nanoseconds(span.nanoseconds());
-}
 
 // Hardware answers on time however busy the computer is. Best effort, both: timers are late by 50
 // us (ten bytes at 2 Mbit/s) unless a thread asks for less, and only root may ask for its turn
@@ -61,6 +50,7 @@ Bytes toBytes(const UsbSetup& setup)
 Rig::Rig(const RigOptions& options)
     : m_faults(options.faults),
       m_clock(options.speed),
+      m_kinect(options.faults, m_clock),
       m_trace(options.traceFile),
       m_camera(addDevice("camera", "ttyUSB0", std::make_unique<CameraModel>(options.faults))),
       m_servos(addDevice("servos", "ttyUSB1",
@@ -260,6 +250,7 @@ void Rig::settle() const
     };
     (void)waitFor([&] { return std::all_of(m_devices.begin(), m_devices.end(), isQuiet); },
                   kSettleTimeout);
+    m_kinect.settle();
 }
 
 std::string Rig::stateJson() const
@@ -268,8 +259,8 @@ std::string Rig::stateJson() const
     std::vector<std::pair<std::string, AdapterState>> adapters;
     for (const auto& device : m_devices)
         adapters.emplace_back(device->line.device, lockedAdapterState(*device));
-    return rigsim::stateJson(
-        {m_clock.now(), lockedCameraState(), lockedServoStates(), lockedLaserState(), adapters});
+    return rigsim::stateJson({m_clock.now(), lockedCameraState(), lockedServoStates(),
+                              lockedLaserState(), adapters, m_kinect.state()});
 }
 
 void Rig::run()

@@ -11,6 +11,7 @@
 #include "tools/rigsim/camera_model.h"
 #include "tools/rigsim/faults.h"
 #include "tools/rigsim/ft232r_model.h"
+#include "tools/rigsim/kinect_server.h"
 #include "tools/rigsim/laser_model.h"
 #include "tools/rigsim/pty_line.h"
 #include "tools/rigsim/servo_bus_model.h"
@@ -71,6 +72,12 @@ class Rig
     /// what it asks of the system. Both give ENODEV once the cable is pulled.
     UsbReply transfer(const std::string& device, const UsbSetup& setup);
     int act(const std::string& device, UsbAction action);
+
+    KinectState kinectState() const { return m_kinect.state(); }
+
+    /// The Kinect, whose socket a program finds through the testbed.
+    KinectServer& kinect() { return m_kinect; }
+    const KinectServer& kinect() const { return m_kinect; }
 
     /// Every packet that the camera has received, in order.
     std::vector<Bytes> cameraPackets() const;
@@ -141,6 +148,7 @@ class Rig
 
     Faults m_faults;
     SimClock m_clock;
+    KinectServer m_kinect;
     Trace m_trace;
     std::vector<std::unique_ptr<Device>> m_devices;
     std::vector<Line> m_lines;

@@ -59,6 +59,17 @@ static void to_json(nlohmann::ordered_json& json, const AdapterState& state)
             {"isPlugged", state.isPlugged}};
 }
 
+static void to_json(nlohmann::ordered_json& json, const KinectState& state)
+{
+    json = {{"isPlugged", state.isPlugged},
+            {"usbSpeedMbit", state.usbSpeedMbit},
+            {"isStreaming", state.isStreaming},
+            {"starts", state.starts},
+            {"stops", state.stops},
+            {"colourFrames", state.colourFrames},
+            {"infraredFrames", state.infraredFrames}};
+}
+
 std::string stateJson(const RigState& state)
 {
     nlohmann::ordered_json adapters;
@@ -67,7 +78,8 @@ std::string stateJson(const RigState& state)
                                          {"camera", state.camera},
                                          {"servos", state.servos},
                                          {"laser", state.laser},
-                                         {"adapters", adapters}};
+                                         {"adapters", adapters},
+                                         {"kinect", state.kinect}};
     return json.dump(2) + "\n";
 }
 

@@ -6,6 +6,7 @@
 
 #include "tools/rigsim/camera_model.h"
 #include "tools/rigsim/ft232r_model.h"
+#include "tools/rigsim/kinect_server.h"
 #include "tools/rigsim/laser_model.h"
 #include "tools/rigsim/servo_model.h"
 
@@ -20,6 +21,7 @@ struct RigState
     std::vector<ServoState> servos;
     LaserState laser;
     std::vector<std::pair<std::string, AdapterState>> adapters;  ///< by the device of their line
+    KinectState kinect;
 };
 
 /// The state of a rig as a JSON object, one member a device, and a line end.

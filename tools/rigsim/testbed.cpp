@@ -10,8 +10,9 @@
 #include <cstring>
 #include <filesystem>
 #include <stdexcept>
-#include <system_error>
 
+#include "tools/rigsim/kinect_usb.h"
+#include "tools/rigsim/temporary_folder.h"
 #include "tools/rigsim/testbed_tree.h"
 #include "tools/rigsim/tty_ioctls.h"
 #include "tools/rigsim/usb_ioctls.h"
@@ -22,22 +23,6 @@ namespace
 {
 
 namespace fs = std::filesystem;
-
-// The 108 bytes of a socket's name hold "/umockdev.XXXXXX/ioctl/dev/bus/usb/BBB/DDD" behind TMPDIR.
-constexpr size_t kLongestTmpDir = 60;
-
-void requireTmpDir()
-{
-    std::error_code error;
-    const fs::path folder = fs::temp_directory_path(error);
-    if (!error && access(folder.c_str(), W_OK | X_OK) < 0) error = {errno, std::generic_category()};
-    if (error)
-        throw std::runtime_error(
-            fmt::format("temporary folder {}: {} (set TMPDIR)", folder.string(), error.message()));
-    if (folder.native().size() > kLongestTmpDir)
-        throw std::runtime_error(
-            fmt::format("temporary folder {}: name is too long (set TMPDIR)", folder.string()));
-}
 
 // The part that is loaded into the processes comes with the library. Looked for by us, because the
 // dynamic linker only warns of a missing one, and the command would meet the machine's own devices.
@@ -78,6 +63,7 @@ struct Testbed::Impl
     GObjectPtr<UMockdevTestbed> testbed;
     fs::path root;
     std::string preload;
+    std::string kinectSocket;
 
     void addDevices(const std::string& description, const std::string& subject) const;
     void attach(const std::string& node, UMockdevIoctlBase* handler) const;
@@ -133,7 +119,7 @@ void Testbed::Impl::addTty(const Rig::Line& line, int minor)
 
 Testbed::Testbed(Rig& rig) : m_impl(std::make_unique<Impl>())
 {
-    requireTmpDir();
+    (void)temporaryRoot();  // the library would end the process where it is unusable
     m_impl->preload = preloadPath();
     m_impl->testbed.reset(umockdev_testbed_new());
     const std::unique_ptr<gchar, decltype(&g_free)> root(
@@ -141,6 +127,8 @@ Testbed::Testbed(Rig& rig) : m_impl(std::make_unique<Impl>())
     m_impl->root = root.get();
 
     m_impl->addDevices(rootHubTree(), "usb1");
+    m_impl->addDevices(kinectUsbTree(rig.kinectState()), "usb2");
+    m_impl->kinectSocket = rig.kinect().path();
     int minor = 0;
     for (const Rig::Line& line : rig.lines()) m_impl->addLine(&rig, line, minor++);
 }
@@ -155,11 +143,12 @@ std::vector<std::string> Testbed::environment() const
         const std::string text = *entry;
         if (text.rfind("LD_PRELOAD=", 0) == 0)
             preload += ":" + text.substr(text.find('=') + 1);
-        else if (text.rfind("UMOCKDEV_DIR=", 0) != 0)
+        else if (text.rfind("UMOCKDEV_DIR=", 0) != 0 && text.rfind("RIGSIM_KINECT=", 0) != 0)
             result.push_back(text);
     }
     result.push_back(preload);
     result.push_back("UMOCKDEV_DIR=" + m_impl->root.string());
+    result.push_back("RIGSIM_KINECT=" + m_impl->kinectSocket);
     return result;
 }
 
