@@ -34,7 +34,7 @@ class RigsimProgram : public testing::Test
                                  script});
     }
 
-    const fs::path m_folder = testing::TempDir() + "rigsim_test." + std::to_string(getpid());
+    const fs::path m_folder = testing::TempDir() + "rigsim." + std::to_string(getpid());
 };
 
 TEST_F(RigsimProgram, EndsAsItsCommandDoes)

@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <memory>
 #include <string>
 
 #include "tests/rigsim/serial_client.h"
@@ -101,19 +102,18 @@ std::string step(ftdi_context* ftdi, libusb_device_handle* handle, const std::st
 int main(int argc, char** argv)
 {
     if (argc < 2) return 2;
-    ftdi_context* const ftdi = ftdi_new();
+    const std::unique_ptr<ftdi_context, decltype(&ftdi_free)> ftdi(ftdi_new(), &ftdi_free);
     libusb_device_handle* const handle = ftdi ? open(ftdi->usb_ctx, std::atoi(argv[1])) : nullptr;
     if (!handle) return 1;
-    ftdi_set_usbdev(ftdi, handle);
+    ftdi_set_usbdev(ftdi.get(), handle);
     ftdi->type = TYPE_R;
     for (int i = 2; i < argc; ++i) {
         const std::string text = argv[i];
         const size_t equals = std::min(text.find('='), text.size());
         const std::string value = text.substr(std::min(equals + 1, text.size()));
-        fmt::print("{} {}\n", text, step(ftdi, handle, text.substr(0, equals), value));
+        fmt::print("{} {}\n", text, step(ftdi.get(), handle, text.substr(0, equals), value));
     }
-    ftdi_set_usbdev(ftdi, nullptr);
+    ftdi_set_usbdev(ftdi.get(), nullptr);  // closed by us, not with the context
     libusb_close(handle);
-    ftdi_free(ftdi);
     return 0;
 }

@@ -47,10 +47,10 @@ std::string footer()
            "                              34, and ID 7 at 117647 bit/s, baud number 16\n"
            "  /dev/ttyUSB2                laser behind a serial relay, 9600 bit/s (--serve:\n"
            "                              DIR/laser)\n"
-           "  /dev/bus/usb/001/004..006   the FT232R of the adapter of each, for libusb: EEPROM "
-           "and\n"
-           "                              CBUS pins, all I/O (not with --serve)\n"
-           "  /dev/serial/by-id           links to the three lines\n"
+           "  /dev/bus/usb/001/004..006   the FT232R of each one's adapter, for libusb: EEPROM,\n"
+           "                              CBUS pins, all of them I/O (not with --serve)\n"
+           "  /dev/serial/by-id           links to the three lines, with a TMPDIR of up to 20\n"
+           "                              characters\n"
            "  a Kinect at a USB 3 port    for programs that are built without libfreenect2\n" +
            faultList() +
            "ID is the servo's, 2 where it is left out; PIN is 0 to 3, 1 where it is left out.\n"

@@ -69,6 +69,7 @@ struct Testbed::Impl
     void attach(const std::string& node, UMockdevIoctlBase* handler) const;
     void addLine(Rig* rig, const Rig::Line& line, int minor);
     void addTty(const Rig::Line& line, int minor);
+    void addLastingName(const Rig::Line& line, int minor) const;
 };
 
 void Testbed::Impl::addDevices(const std::string& description, const std::string& subject) const
@@ -104,17 +105,22 @@ void Testbed::Impl::addTty(const Rig::Line& line, int minor)
     replaceByLink(root / "dev" / line.node, line.path);
     ttys.push_back(std::make_unique<TtyIoctls>(testbed.get(), serialPortPath(line)));
     attach(line.node, ttys.back()->handler());
+    addLastingName(line, minor);
+}
 
-    // The lasting name is a link as udev makes it. The library follows none, so it must be told the
-    // name's device number (its own table, a link per name) and ioctls. Where the socket's name
-    // gets too long for that, the bare pty answers.
+// A link as udev makes it. The library follows none, so it must be told the name's device number
+// (in its own table, a link per name) and ioctls. Without the latter the tty would be of no use.
+void Testbed::Impl::addLastingName(const Rig::Line& line, int minor) const
+{
     const std::string name = lastingName(line);
+    const size_t socketName = (root / "ioctl/dev" / name).native().size();
+    if (socketName >= sizeof(sockaddr_un::sun_path)) return;
+
     replaceByLink(root / "dev" / name, "../../" + line.node);
     std::string entry = name;
     std::replace(entry.begin(), entry.end(), '/', '_');
     replaceByLink(root / "dev/.node" / entry, fmt::format("188:{}", minor));
-    if ((root / "ioctl/dev" / name).native().size() < sizeof(sockaddr_un::sun_path))
-        attach(name, ttys.back()->handler());
+    attach(name, ttys.back()->handler());
 }
 
 Testbed::Testbed(Rig& rig) : m_impl(std::make_unique<Impl>())

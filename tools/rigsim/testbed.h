@@ -11,7 +11,9 @@ namespace rigsim
 
 /// The made-up /dev and /sys in which a process finds the rig's devices under their usual names,
 /// each serial line as a USB adapter with its place in the USB tree, its USB node and the lasting
-/// name of its tty. A temporary folder in TMPDIR, gone with the object. The rig must outlive it.
+/// name of its tty (left out where TMPDIR is longer than some 20 characters: no socket of the
+/// testbed could be named after it). A temporary folder in TMPDIR, gone with the object. The rig
+/// must outlive it.
 class Testbed
 {
   public:
