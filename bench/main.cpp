@@ -54,6 +54,11 @@ int main(int argc, char** argv)
          0, "under 0.01"},
         {"CPU of a wait for a stuck servo", "waitForAStuckServo/cpu", "the wait",
          "waitForAStuckServo", 0, ""},
+        {"colour frame to image, 1920 x 1080", "convertColour", "memcpy of the frame",
+         "copyColourFrame", 0, "at most 2"},
+        {"", "convertColour", "cv::flip of the frame", "flipColourFrame", 0, ""},
+        {"infrared frame to image, 512 x 424", "convertInfrared", "the target", nullptr, 1e6,
+         "under 1 ms"},
     });
     return 0;
 }

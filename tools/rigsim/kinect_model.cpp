@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace rigsim
 {
@@ -47,6 +48,7 @@ bool isMark(const Layout& layout, uint32_t x, uint32_t y)
 struct Colour
 {
     uint8_t blue, green, red;
+    uint8_t unused = 0x5A;
 };
 
 // Each quarter is of one colour, brighter to the right and darker downwards.
@@ -68,29 +70,18 @@ float intensityAt(const Layout& layout, uint32_t x, uint32_t y)
     return std::min(half * half, kMaxIntensity);
 }
 
-Bytes colourPicture()
+/// A picture of `pixelAt(layout, x, y)`, 4 bytes each, mirrored.
+template <typename PixelAt>
+Bytes picture(MessageKind kind, PixelAt pixelAt)
 {
-    constexpr uint8_t kUnusedByte = 0x5A;
-    const Layout layout = layoutOf(MessageKind::Colour);
-    Bytes pixels;
-    pixels.reserve(size_t{layout.width} * layout.height * kBytesPerPixel);
-    for (uint32_t y = 0; y < layout.height; ++y)
-        for (uint32_t x = 0; x < layout.width; ++x) {
-            const Colour colour = colourAt(layout, layout.width - 1 - x, y);
-            pixels.insert(pixels.end(), {colour.blue, colour.green, colour.red, kUnusedByte});
-        }
-    return pixels;
-}
-
-Bytes infraredPicture()
-{
-    const Layout layout = layoutOf(MessageKind::Infrared);
+    const Layout layout = layoutOf(kind);
     Bytes pixels(size_t{layout.width} * layout.height * kBytesPerPixel);
     uint8_t* to = pixels.data();
     for (uint32_t y = 0; y < layout.height; ++y)
-        for (uint32_t x = 0; x < layout.width; ++x, to += kBytesPerPixel) {
-            const float intensity = intensityAt(layout, layout.width - 1 - x, y);
-            std::memcpy(to, &intensity, sizeof intensity);
+        for (uint32_t x = layout.width; x-- > 0; to += kBytesPerPixel) {
+            const auto pixel = pixelAt(layout, x, y);
+            static_assert(sizeof pixel == kBytesPerPixel);
+            std::memcpy(to, &pixel, sizeof pixel);
         }
     return pixels;
 }
@@ -123,7 +114,9 @@ void swapRedAndBlue(Bytes* pixels)
 }  // namespace
 
 KinectModel::KinectModel(const Faults& faults)
-    : m_faults(faults), m_colour(colourPicture()), m_infrared(infraredPicture())
+    : m_faults(faults),
+      m_colour(picture(MessageKind::Colour, colourAt)),
+      m_infrared(picture(MessageKind::Infrared, intensityAt))
 {}
 
 KinectFrame KinectModel::frame(Kind kind, uint32_t number) const
