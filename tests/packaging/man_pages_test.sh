@@ -1,0 +1,72 @@
+#!/bin/sh
+# The man pages are well-formed, and name what the programs take: no more and no less.
+#   man_pages_test.sh SOURCE_FOLDER BINARY_FOLDER
+set -u
+source=$1
+programs=$2/bin
+rigtool_page=$source/docs/man/rigtool.1
+rigsim_page=$2/package/rigsim.1
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+status=0
+
+# The terms that a section of a page explains, as they are read.
+terms()
+{
+    sed -n "/^\.SH $2/,/^\.SH/p" "$1" | awk '
+        isTerm { sub(/^\.[A-Z]+ /, ""); gsub(/[" ]|\\f.|\\&/, ""); gsub(/\\-/, "-"); print }
+        { isTerm = /^\.T[PQ]$/ }'
+}
+
+# The terms' names alone.
+names()
+{
+    tr , '\n' | sed 's/[(=[].*//' | sed -E 's/^(-t|--?[a-z-]+)[A-Z].*/\1/' | sort
+}
+
+# compare WHAT: what the page (file) has beside what is expected (standard input).
+compare()
+{
+    sort >"$work/expected"
+    [ -s "$work/expected" ] || { echo "$1: nothing to compare with"; status=1; }
+    diff "$work/expected" "$work/page" >"$work/diff" && return
+    echo "$1 (<: lacking in the page, >: only there):"
+    cat "$work/diff"
+    status=1
+}
+
+help_options()
+{
+    "$programs/$1" --help | sed -n 's/^  \(-[^ ]*\).*/\1/p' | tr , '\n'
+}
+
+for page in "$rigtool_page" "$rigsim_page" "$source/docs/man/rigtool-plot-precision.1"; do
+    LC_ALL=C.UTF-8 MANROFFSEQ= man --warnings -E UTF-8 -l -Tutf8 -Z "$page" 2>"$work/warnings" >/dev/null || status=1
+    [ ! -s "$work/warnings" ] || { cat "$work/warnings"; status=1; }
+done
+
+terms "$rigtool_page" OPTIONS | names >"$work/page"
+help_options rigtool | compare "options of rigtool"
+
+terms "$rigtool_page" SETTINGS | names >"$work/page"
+"$programs/rigtool" --help | sed -n '/^Settings:/,/^$/s/^  \([^ ]*\) .*/\1/p' | compare "settings"
+
+terms "$rigsim_page" OPTIONS | names >"$work/page"
+help_options rigsim | compare "options of rigsim"
+
+terms "$rigsim_page" FAULTS | sort >"$work/page"
+"$programs/rigsim" --help | sed -n 's/^  \([a-z]*\.[a-z][^ ]*\).*/\1/p' | compare "faults"
+
+# With their arguments as the completion offers them; then by name beside the rows of the table.
+terms "$rigtool_page" COMMANDS | sort >"$work/page"
+bash -c ". '$source/packaging/completion.bash' && printf '%s\n' \$_rigtool_commands" |
+    compare "commands of the completion"
+sed 's/(.*//' "$work/page" >"$work/names" && sort "$work/names" >"$work/page"
+sed -n 's/.*command(\(R"(\|"\)\([a-z]*\).*/\2/p' "$source/tools/orca/dispatcher.cpp" |
+    compare "commands of the program"
+
+# The program takes each with as many arguments as the page gives it.
+list=$(terms "$rigtool_page" COMMANDS | sed 's/[a-z_0-9]*\([,)]\)/1\1/g' | tr '\n' ';')
+"$programs/rigtool" --dry-run -t "commands=${list%;}" >"$work/dry" || { echo "refused: $list"; status=1; }
+
+exit $status
