@@ -59,19 +59,39 @@ BYTE_SHUFFLE void reverseColourRow(const unsigned char* end, size_t bytesPerPixe
     }
 }
 
-/// The whole part of the square root, as if taken in double precision.
-uint8_t brightness(const unsigned char* pixel)
+/// The whole part of the square root as if taken in double precision, from 0 to 255.
+int brightness(float intensity)
 {
     constexpr float kFullIntensity = 255.0F * 255.0F;
-    float intensity = 0;
-    std::memcpy(&intensity, pixel, sizeof intensity);
     const float low = intensity > 0 ? intensity : 0.0F;  // NaN goes the way of the negative ones
     const float limited = low < kFullIntensity ? low : kFullIntensity;
-    // Single precision is a third faster, but just below a square the root is rounded up to the
-    // whole number; the square of that, which is exact, tells.
+    // In single precision the root just below a square is rounded up to the whole number; the
+    // square of that, which is exact, tells.
     const int root = static_cast<int>(std::sqrt(limited));
     const bool isTooHigh = static_cast<float>(root * root) > limited;
-    return static_cast<uint8_t>(root - (isTooHigh ? 1 : 0));
+    return root - (isTooHigh ? 1 : 0);
+}
+
+/// A fixed count, so that the compiler takes four at a time.
+/// @param count  of pixels, at most kPixelsAtOnce
+[[gnu::always_inline]] inline void reverseInfrared(const unsigned char* from, size_t count,
+                                                   uint8_t* to)
+{
+    float intensities[kPixelsAtOnce];
+    int roots[kPixelsAtOnce];
+    std::memcpy(intensities, from, count * sizeof(float));
+    for (size_t i = 0; i < count; ++i) roots[i] = brightness(intensities[i]);
+    for (size_t i = 0; i < count; ++i) to[i] = static_cast<uint8_t>(roots[count - 1 - i]);
+}
+
+/// @param end  behind the row's last pixel, which comes first in the image
+void reverseInfraredRow(const unsigned char* end, size_t width, uint8_t* to)
+{
+    for (; width >= kPixelsAtOnce; width -= kPixelsAtOnce, to += kPixelsAtOnce) {
+        end -= kPixelsAtOnce * sizeof(float);
+        reverseInfrared(end, kPixelsAtOnce, to);
+    }
+    reverseInfrared(end - width * sizeof(float), width, to);
 }
 
 /// The old content goes first, so that its memory can serve again where nobody else holds it.
@@ -96,10 +116,7 @@ void kinectIRToOpenCV(const libfreenect2::Frame& frame, cv::Mat* image)
 {
     renew(frame, CV_8UC1, image);
     const size_t rowBytes = frame.width * frame.bytes_per_pixel;
-    for (size_t row = 0; row < frame.height; ++row) {
-        const unsigned char* from = frame.data + (row + 1) * rowBytes - frame.bytes_per_pixel;
-        uint8_t* const to = image->ptr(static_cast<int>(row));
-        for (size_t column = 0; column < frame.width; ++column, from -= sizeof(float))
-            to[column] = brightness(from);
-    }
+    for (size_t row = 0; row < frame.height; ++row)
+        reverseInfraredRow(frame.data + (row + 1) * rowBytes, frame.width,
+                           image->ptr(static_cast<int>(row)));
 }
