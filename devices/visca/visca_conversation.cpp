@@ -97,10 +97,12 @@ std::optional<Error> Conversation::clearInterface(Time deadline)
 std::optional<Error> Conversation::command(const Bytes& packet, const std::string& what,
                                            Until until, Time deadline)
 {
-    for (;;) {
+    for (bool wasFull = false;; wasFull = true) {
         if (auto error = send(packet, deadline)) return explain(*error, what);
         Reply answer;
-        if (auto error = awaitTaken(what, deadline, &answer)) return error;
+        auto error = awaitTaken(what, deadline, &answer);
+        if (isTimeout(error) && wasFull) return refusal(what, kBufferFull);
+        if (error) return error;
         if (answer.kind == ReplyKind::Completion) return std::nullopt;
         if (answer.kind == ReplyKind::Acknowledge) {
             if (until == Until::Completed) return awaitCompletion(answer.socket, what, deadline);
@@ -108,8 +110,8 @@ std::optional<Error> Conversation::command(const Bytes& packet, const std::strin
         }
         if (answer.error != kBufferFull || Time::now() + kBufferFullPause > deadline)
             return refusal(what, answer.error);
-        if (auto error = awaitFreeSocket(Time::now() + kBufferFullPause))
-            return explain(*error, what);
+        error = awaitFreeSocket(Time::now() + kBufferFullPause);
+        if (error) return explain(*error, what);
     }
 }
 

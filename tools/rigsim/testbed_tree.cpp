@@ -81,6 +81,7 @@ A: latency_timer=16
 
 P: {hub}/1-{number}/1-{number}:1.0/{node}/tty/{node}
 N: {node}
+L: device=../../../{node}
 E: DEVNAME=/dev/{node}
 E: MAJOR=188
 E: MINOR={minor}

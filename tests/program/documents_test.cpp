@@ -6,7 +6,7 @@
 
 #include "support/process.h"
 
-// What the README shows is run and must come out the same.
+// What the documents show is run and must come out the same.
 
 namespace
 {
@@ -39,12 +39,18 @@ std::string comparable(const std::string& text)
 {
     static const std::regex time("[0-9]{4}-[0-9-]{5} [0-9:]{8}\\.[0-9]{3}");
     static const std::regex line("(\\.(cpp|h)):[0-9]+\\)");
-    return std::regex_replace(std::regex_replace(text, time, "TIME"), line, "$1:LINE)");
+    static const std::regex process("process [0-9]+");
+    std::string result = std::regex_replace(text, time, "TIME");
+    result = std::regex_replace(result, line, "$1:LINE)");
+    return std::regex_replace(result, process, "process N");
 }
 
-TEST(Readme, ShowsWhatTheProgramsPrint)
+class Document : public testing::TestWithParam<const char*>
+{};
+
+TEST_P(Document, ShowsWhatTheProgramsPrint)
 {
-    const auto examples = examplesOf(README);
+    const auto examples = examplesOf(GetParam());
     ASSERT_FALSE(examples.empty());
     for (const Example& example : examples) {
         const auto ended = support::run(
@@ -52,5 +58,10 @@ TEST(Readme, ShowsWhatTheProgramsPrint)
         EXPECT_EQ(comparable(ended.out), comparable(example.output)) << example.command;
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(, Document, testing::Values(README, TROUBLESHOOTING),
+                         [](const auto& document) {
+                             return document.index == 0 ? "Readme" : "Troubleshooting";
+                         });
 
 }  // namespace
