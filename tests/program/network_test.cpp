@@ -1,0 +1,105 @@
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+#include "support/delaying_relay.h"
+#include "support/process.h"
+#include "tools/rigsim/rig.h"
+
+// A rig on another computer: ser2net there, socat here, and a network in between that adds 20 ms to
+// a round trip.
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+using testing::HasSubstr;
+
+constexpr auto kEachWay = quill::milliseconds(10);
+
+/// Waits for what another program makes. @return false when it has not within 30 s
+bool waitFor(const std::function<bool()>& condition)
+{
+    for (int i = 0; i < 3000; ++i) {
+        if (condition()) return true;
+        ::usleep(10000);
+    }
+    return false;
+}
+
+/// A line of the rig by way of the network.
+class DistantLine
+{
+  public:
+    DistantLine(const std::string& path, const std::string& name, const std::string& bitRate)
+        : m_link(freeName("distant_" + name)),
+          m_port(support::freePort()),
+          m_server({SER2NET, "-n", "-d", "-u", "-c", configure(path, name, bitRate)}),
+          m_relay(m_port, kEachWay),
+          m_client({SOCAT, "pty,link=" + m_link.string() + ",raw,echo=0",
+                    "tcp:127.0.0.1:" + std::to_string(m_relay.port()) + ",nodelay"})
+    {}
+    ~DistantLine()
+    {
+        m_client.signal(SIGTERM);
+        m_server.signal(SIGTERM);
+    }
+
+    std::string device() const { return m_link; }
+    bool waitUntilThere() const
+    {
+        return waitFor([this] { return fs::exists(m_link); });
+    }
+
+  private:
+    /// An earlier run that was killed has left its link, which may lead to another's line.
+    static fs::path freeName(const std::string& name)
+    {
+        fs::path path = testing::TempDir() + name;
+        fs::remove(path);
+        return path;
+    }
+
+    std::string configure(const std::string& path, const std::string& name,
+                          const std::string& bitRate) const
+    {
+        const std::string file = testing::TempDir() + "ser2net_" + name + ".yaml";
+        std::ofstream(file) << "connection: &" << name << "\n  accepter: tcp,127.0.0.1," << m_port
+                            << "\n  connector: serialdev," << path << "," << bitRate
+                            << "n81,local\n";
+        return file;
+    }
+
+    fs::path m_link;
+    uint16_t m_port;
+    support::Process m_server;
+    support::DelayingRelay m_relay;
+    support::Process m_client;
+};
+
+support::Ended run(const DistantLine& line, const std::string& commands,
+                   const std::string& lineDelay)
+{
+    return support::run({RIGTOOL, "--line-delay", lineDelay, "-t", "device=" + line.device(), "-t",
+                         "commands=" + commands});
+}
+
+TEST(DistantRig, CameraAndServosWorkWithALineDelay)
+{
+    const rigsim::Rig rig;
+    const DistantLine camera(rig.cameraPath(), "camera", "9600");
+    const DistantLine servos(rig.servosPath(), "servos", "57600");
+    ASSERT_TRUE(camera.waitUntilThere() && servos.waitUntilThere());
+
+    EXPECT_THAT(run(camera, "pantilt(30,10)", "100").err, HasSubstr("pan=30 tilt=10 zoom=0"));
+    const support::Ended ended = run(servos, "dxlsetpos(1,2060);dxlgetword(1,30)", "100");
+    EXPECT_THAT(ended.err, testing::EndsWith("ID 1 Addr: 30 value=2060 0x080c\n"));
+    EXPECT_THAT(run(servos, "dxlgetbyte(1,3)", "0").err, HasSubstr("no answer"))
+        << "why the delay is to be told";
+}
+
+}  // namespace
