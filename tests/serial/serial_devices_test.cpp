@@ -20,7 +20,8 @@ namespace fs = std::filesystem;
 
 TEST(SerialDevices, TellsWhatIsThereAndWhoUsesIt)
 {
-    const fs::path root = fs::canonical(testing::TempDir()) / "serial_devices_test";
+    const fs::path root =
+        fs::canonical(testing::TempDir()) / ("serial_devices_test." + std::to_string(::getpid()));
     const fs::path sysfs = root / "sys";
     const fs::path dev = root / "dev";
     const fs::path usb = sysfs / "devices/usb1/1-4";

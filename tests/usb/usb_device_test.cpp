@@ -25,7 +25,8 @@ class UsbDeviceLookUp : public testing::Test
     UsbDeviceLookUp()
     {
         // What the system calls itself may hold links: paths are compared as the system gives them.
-        m_root = fs::canonical(testing::TempDir()) / "usb_device_test.sysfs";
+        m_root =
+            fs::canonical(testing::TempDir()) / ("usb_device_test." + std::to_string(::getpid()));
         fs::remove_all(m_root);
         fs::create_directories(m_root / "dev/char");
         fs::create_directories(m_root / "class/tty");
