@@ -106,8 +106,8 @@ TEST_F(Properties, WithoutAPathAreOurMistake)
 
 TEST(PropertiesDeathTest, ReadBeforeTheyAreBoundStopTheProgram)
 {
-    const quill::StaticProperty<int> unbound("unbound", 3, nullptr);
-    EXPECT_EXIT((void)unbound(), testing::KilledBySignal(SIGTRAP),
+    const auto read = [] { (void)quill::StaticProperty<int>("unbound", 3, nullptr)(); };
+    EXPECT_EXIT(read(), testing::KilledBySignal(SIGTRAP),
                 "^Tried to use a static property \\(unbound\\) before the property system is "
                 "initialized\\.$");
 }
