@@ -11,7 +11,6 @@ namespace
 
 using quill::seconds;
 using quill::kinect::kBytesPerPixel;
-using quill::kinect::MessageHeader;
 using quill::kinect::MessageKind;
 using quill::kinect::PixelFormat;
 
