@@ -2,8 +2,6 @@
 
 #include <poll.h>
 
-#include <ctime>
-
 #include "common/interrupt.h"
 
 namespace quill
@@ -23,12 +21,17 @@ Time Time::now()
                 static_cast<uint64_t>(reading.tv_nsec));
 }
 
+timespec toTimespec(Duration span)
+{
+    if (span < Duration()) return {};
+    return {span.nanoseconds() / kNanosecondsPerSecond, span.nanoseconds() % kNanosecondsPerSecond};
+}
+
 void sleep(Duration span)
 {
     const Time end = Time::now() + span;
     for (Duration left = span; left > Duration(); left = end - Time::now()) {
-        const timespec timeout{left.nanoseconds() / kNanosecondsPerSecond,
-                               left.nanoseconds() % kNanosecondsPerSecond};
+        const timespec timeout = toTimespec(left);
         pollfd interrupt{interruptDescriptor(), POLLIN, 0};
         if (ppoll(&interrupt, 1, &timeout, nullptr) > 0) endInterrupted();
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 
 #include "common/export.h"
 
@@ -84,6 +85,10 @@ class Time
   private:
     uint64_t m_nanoseconds = 0;
 };
+
+/// The span as system calls take it; no time at all for a negative one. What every wait of the
+/// process goes through, so that a test can make all of them shorter.
+QUILL_API timespec toTimespec(Duration span);
 
 /// Blocks the caller for `span`; returns at once when it is zero or negative. An interrupt (Ctrl-C)
 /// that is being watched ends the process from here, see common/interrupt.h.

@@ -58,13 +58,6 @@ std::string remedyFor(int number, const std::string& path)
     }
 }
 
-timespec remaining(Time deadline)
-{
-    const Duration left = deadline - Time::now();
-    const int64_t nanoseconds = left > Duration() ? left.nanoseconds() : 0;
-    return {nanoseconds / 1000000000, nanoseconds % 1000000000};
-}
-
 }  // namespace
 
 SerialPort::SerialPort() = default;
@@ -195,7 +188,7 @@ std::optional<Error> SerialPort::waitFor(short events, const char* step, Time de
 {
     for (;;) {
         pollfd waiting[] = {{m_fd, events, 0}, {interruptDescriptor(), POLLIN, 0}};
-        const timespec timeout = remaining(deadline);
+        const timespec timeout = toTimespec(deadline - Time::now());
         const int ready = ::ppoll(waiting, 2, &timeout, nullptr);
         if (ready < 0 && errno == EINTR) continue;
         if (ready < 0) return systemError(step, errno);

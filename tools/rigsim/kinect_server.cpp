@@ -145,7 +145,7 @@ void KinectServer::waitForWork(uint64_t* wakes)
         }
         if (const auto next = nextEvent()) wait = std::min(wait, m_clock.realTimeUntil(*next));
     }
-    const timespec timeout = toTimespec(wait);
+    const timespec timeout = quill::toTimespec(wait);
     if (ppoll(polled.data(), polled.size(), &timeout, nullptr) < 0 && errno != EINTR)
         throw systemError("poll the Kinect's socket");
     if (::read(m_wakeUp, wakes, sizeof *wakes) < 0) *wakes = 0;  // none came

@@ -321,7 +321,7 @@ void Rig::waitForWork()
         const auto next = device->model->nextEvent();
         if (next) wait = std::min(wait, m_clock.realTimeUntil(*next));
     }
-    const timespec timeout = toTimespec(wait);
+    const timespec timeout = quill::toTimespec(wait);
     if (ppoll(polled.data(), polled.size(), &timeout, nullptr) < 0 && errno != EINTR)
         throw std::system_error(errno, std::generic_category(), "poll the lines");
     uint64_t count = 0;
