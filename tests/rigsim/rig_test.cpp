@@ -1,5 +1,6 @@
 #include "tools/rigsim/rig.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <unistd.h>
 
@@ -68,6 +69,7 @@ TEST(Rig, RunsTheServosAndPullsTheirCable)
 
     rig.unplugServos();
     EXPECT_EQ(client->hear(), " hung up");
+    EXPECT_LT(open(rig.servosPath().c_str(), O_RDWR), 0) << "nobody else's terminal in its place";
     EXPECT_TRUE(rig.cameraState().isPlugged);
 }
 

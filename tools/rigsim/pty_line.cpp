@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <system_error>
 
 namespace rigsim
@@ -44,7 +45,8 @@ PtyLine::PtyLine()
         if (grantpt(m_master) < 0 || unlockpt(m_master) < 0) fail(errno, "unlock a pty");
         char name[64];
         if (const int error = ptsname_r(m_master, name, sizeof name)) fail(error, "name a pty");
-        m_path = name;
+        m_path = m_folder->path() / "tty";
+        std::filesystem::create_symlink(name, m_path);
         // While no program has the line open, the master would report a hang-up without an end.
         m_slave = open(name, O_RDWR | O_NOCTTY | O_CLOEXEC);
         if (m_slave < 0) fail(errno, name);
@@ -104,6 +106,7 @@ size_t PtyLine::write(const Bytes& bytes)
 
 void PtyLine::unplug()
 {
+    m_folder.reset();  // first: a program must not meet what gets the terminal's name next
     if (m_slave >= 0) close(m_slave);
     if (m_master >= 0) close(m_master);
     m_slave = -1;

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "tools/rigsim/bytes.h"
+#include "tools/rigsim/temporary_folder.h"
 
 namespace rigsim
 {
@@ -14,13 +16,15 @@ class PtyLine
 {
   public:
     /// Makes the pair, both sides raw (8 bits, no echo, no translation).
-    /// @throw std::system_error  when the system has no pseudo terminal to give
+    /// @throw std::system_error   when the system has no pseudo terminal to give
+    /// @throw std::runtime_error  no temporary folder
     PtyLine();
     ~PtyLine();
     PtyLine(const PtyLine&) = delete;
     PtyLine& operator=(const PtyLine&) = delete;
 
-    /// Where a program opens the line: /dev/pts/N.
+    /// Where a program opens the line: a link to the pseudo terminal, of this line alone and gone
+    /// with its cable. The terminal's own name goes to the next one that is made.
     const std::string& path() const { return m_path; }
 
     /// The master's descriptor, for poll(); -1 once unplugged.
@@ -47,6 +51,7 @@ class PtyLine
     bool isPlugged() const { return m_master >= 0; }
 
   private:
+    std::unique_ptr<TemporaryFolder> m_folder = std::make_unique<TemporaryFolder>();
     int m_master = -1;
     int m_slave = -1;
     std::string m_path;

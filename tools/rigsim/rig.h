@@ -39,7 +39,7 @@ class Rig
     {
         std::string device;  ///< "camera", "servos", "laser"
         std::string node;    ///< its name in /dev: "ttyUSB0", "ttyUSB1", "ttyUSB2"
-        std::string path;    ///< of the pseudo terminal
+        std::string path;    ///< where a program opens it; gone when it is unplugged
         int usbNumber;       ///< of its adapter: device number and port on the first USB bus
         UsbIdentity adapter;
     };
@@ -54,7 +54,7 @@ class Rig
     const std::vector<Line>& lines() const { return m_lines; }
     const Faults& faults() const { return m_faults; }
 
-    /// Where a program opens the line: /dev/pts/N.
+    /// Where a program opens the line.
     const std::string& cameraPath() const { return m_camera.device->line.path; }
     const std::string& servosPath() const { return m_servos.device->line.path; }
     const std::string& laserPath() const { return m_laser.device->line.path; }
