@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
 
 #include "common/logging.h"
 
@@ -32,6 +33,9 @@ constexpr Duration kRestOfAnswer = milliseconds(20);
 
 /// What comes later than this after a request was given up is not expected any more.
 constexpr Duration kLongestLateness = milliseconds(100);
+
+/// A servo on a bad line fails and answers by turns, many times a second.
+constexpr Duration kTellAgain = seconds(10);
 
 /// A byte or two are noise of the line, for example from switching its direction; more without a
 /// valid packet are a damaged answer.
@@ -87,7 +91,7 @@ int DxlBus::read(int id, int address, Width width)
     }
     if (answer.error != m_errorBits[id]) reportErrorBits(what, answer);
     m_errorBits[id] = answer.error;
-    m_told.erase(id);
+    forgetOldFailures(id);
     return decodeValue(answer.parameters);
 }
 
@@ -117,8 +121,11 @@ bool DxlBus::write(int id, int address, int value, Width width)
         reportFailure(id, what, *error);
         return false;
     }
-    reportErrorBits(what, answer);
-    return (answer.error & kRefusalBits) == 0;
+    const bool isRefused = (answer.error & kRefusalBits) != 0;
+    if (isRefused ? isNews(id, what) : answer.error != m_errorBits[id])
+        reportErrorBits(what, answer);
+    if (!isRefused) m_errorBits[id] = answer.error;
+    return !isRefused;
 }
 
 std::optional<Error> DxlBus::ask(const InstructionPacket& request, size_t answerParameters,
@@ -250,12 +257,25 @@ Error DxlBus::noAnswer(bool damaged) const
     return {"", "", ETIMEDOUT, "no answer" + rate, "check power, ID and baud number"};
 }
 
+bool DxlBus::isNews(int id, const std::string& failure)
+{
+    return m_told[id].emplace(failure, Time::now()).second;
+}
+
+void DxlBus::forgetOldFailures(int id)
+{
+    auto& told = m_told[id];
+    for (auto failure = told.begin(); failure != told.end();)
+        failure =
+            Time::now() - failure->second < kTellAgain ? std::next(failure) : told.erase(failure);
+}
+
 void DxlBus::reportFailure(int id, const std::string& what, Error error)
 {
     error.subject = m_port.path();
     error.step = what;
     const bool expected = m_silenceExpected && error.number == ETIMEDOUT;
-    const bool told = m_lineLost || (!expected && !m_told[id].insert(what + error.reason).second);
+    const bool told = m_lineLost || (!expected && !isNews(id, what + error.reason));
     m_lineLost = m_lineLost || quill::isLineLost(error);
     QUILL_LOG(expected || told ? kDetail : kWarning, kCategory) << error.text();
 }

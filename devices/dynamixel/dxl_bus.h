@@ -5,7 +5,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <string>
 #include <utility>
 
@@ -19,9 +18,10 @@ namespace quill::dynamixel
 
 /// The controller's side of a Dynamixel bus: asks a servo and finds the answer that belongs to the
 /// request among noise, the adapter's echo and late answers. Logs failures, category "dynamixel",
-/// at level 3; one that a poll meets again is told once until the servo answers, then is tracing
-/// detail (level 5). Every exchange has a deadline computed from the bytes on the line at the bit
-/// rate, the longest return delay, and what the adapter, USB and a busy machine add.
+/// at level 3; one that a poll meets again is tracing detail (level 5) until the servo answers, and
+/// for 10 s in any case. Error bits that stay are told once. Every exchange has a deadline computed
+/// from the bytes on the line at the bit rate, the longest return delay, and what the adapter, USB
+/// and a busy machine add.
 class DxlBus
 {
   public:
@@ -66,6 +66,8 @@ class DxlBus
     std::unique_lock<RecursiveMutex> hold() const;
 
     Error noAnswer(bool damaged) const;
+    bool isNews(int id, const std::string& failure);
+    void forgetOldFailures(int id);
     void reportFailure(int id, const std::string& what, Error error);
     void reportErrorBits(const std::string& what, const StatusPacket& answer);
 
@@ -82,8 +84,8 @@ class DxlBus
     std::shared_ptr<RecursiveMutex> m_lock;
     bool m_silenceExpected = false;
     bool m_lineLost = false;
-    std::map<int, std::set<std::string>> m_told;  ///< failures since the servo last answered
-    std::map<int, uint8_t> m_errorBits;           ///< in its last answer to a read
+    std::map<int, std::map<std::string, Time>> m_told;  ///< failures and when they were told
+    std::map<int, uint8_t> m_errorBits;                 ///< in its last answer
 };
 
 }  // namespace quill::dynamixel

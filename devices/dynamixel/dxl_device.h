@@ -11,7 +11,8 @@ class DxlBus;
 /// Register access to the Dynamixel servos (protocol 1.0) on one serial line. One object is one
 /// handle on one port; the destructor closes it. IDs are 0..253 (254, all servos, for writes only),
 /// addresses 0..255. Failures are logged with cause and remedy at level 3, category "dynamixel";
-/// one that a poll meets again is told once until the servo answers. One thread.
+/// one that a poll meets again is told once until the servo answers, and every 10 s at most. One
+/// thread.
 class DxlDevice
 {
   public:

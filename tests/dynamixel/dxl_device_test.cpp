@@ -173,12 +173,14 @@ TEST_F(DxlDeviceTest, ReportsAnUnpluggedAdapterOnceAndFailsAtOnceFromThen)
                             "(unplugged?)"));
 }
 
-TEST_F(DxlDeviceTest, TellsARepeatedFailureOnceAndAnExpectedOneAsADetail)
+TEST_F(DxlDeviceTest, TellsARepeatedFailureOnceInTenSecondsAndAnExpectedOneAsADetail)
 {
     const Answer overload = {{{0xFF, 0xFF, 1, 3, 0x20, 0x20, 0xBB}}};
-    open({{}, {}, {}, overload, overload, overload, {{kAnswer}}});
+    open({{}, {}, {}, overload, overload, overload, {{kAnswer}}, {}, {{kAnswer}}});
     LogCapture log;
-    for (int i = 0; i < 8; ++i) (void)readByte();  // the 4th one asks twice
+    for (int i = 0; i < 7; ++i) (void)readByte();  // the 4th one asks twice
+    support::advanceClock(quill::seconds(10));
+    for (int i = 0; i < 2; ++i) (void)readByte();
     for (const bool expected : {true, false}) {
         m_device.setSilenceExpected(expected);
         EXPECT_EQ(m_device.dxl_read_byte(9, 3), -1);
