@@ -101,8 +101,9 @@ void Testbed::Impl::addLine(Rig* rig, const Rig::Line& line, int minor)
 
 void Testbed::Impl::addTty(const Rig::Line& line, int minor)
 {
-    // A pty of the library's own stands there now; ours takes its place.
-    replaceByLink(root / "dev" / line.node, line.path);
+    // A pty of the library's own stands there now; ours takes its place. By the terminal's own
+    // name: the library looks through one link, not through two.
+    replaceByLink(root / "dev" / line.node, fs::read_symlink(line.path));
     ttys.push_back(std::make_unique<TtyIoctls>(testbed.get(), serialPortPath(line)));
     attach(line.node, ttys.back()->handler());
     addLastingName(line, minor);
