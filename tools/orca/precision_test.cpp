@@ -35,17 +35,6 @@ struct Limits
     int64_t freeDrawWidth() const { return int64_t{ccw} - cw - 2 * kEdge; }
 };
 
-/// @return false, reported: a limit is not known, or no target can be drawn between them
-bool admitTargets(const Limits& limits)
-{
-    if (limits.cw >= 0 && limits.ccw >= 0 && limits.freeDrawWidth() > 0) return true;
-    QUILL_LOGF(kFailure, kLogCategory,
-               "No precision test: the limits of servo ID 2 (tilt) are CW %d and CCW %d "
-               "(-1: no answer), they must be more than %d apart.",
-               limits.cw, limits.ccw, 2 * kEdge);
-    return false;
-}
-
 Limits readLimits(const DynamixelMotor& motor)
 {
     const int cw = motor.getCWAngleLimit();
@@ -124,13 +113,11 @@ class PrecisionTest
     /// Angle limits of the second servo, from which the targets are drawn.
     Limits targetLimits() const { return readLimits(m_servo2.motor()); }
 
-    /// @return the limits that the targets are drawn from
-    const Limits& start()
+    void start()
     {
         command(kCentre);
         m_servo1.takeLimits();
         m_servo2.takeLimits();
-        return m_servo2.limits();
     }
 
     void runTrial()
@@ -194,11 +181,18 @@ class PrecisionTest
 void HardwareDriver::dynamixelPrecisionTest(int n)
 {
     PrecisionTest test(openServos(devicePath));
-    // Looked at before anything moves, and again: one damaged answer would send both servos to
-    // targets of its own.
-    if (n >= 1 && !admitTargets(test.targetLimits())) return;
-    const Limits& limits = test.start();
-    if (n >= 1 && !admitTargets(limits)) return;
+    if (n >= 1) {
+        // Known before anything moves: between limits this close no target can be drawn.
+        const Limits limits = test.targetLimits();
+        if (limits.freeDrawWidth() <= 0) {
+            QUILL_LOGF(kFailure, kLogCategory,
+                       "No precision test: the limits of servo ID 2 (tilt) are CW %d and CCW %d "
+                       "(-1: no answer), they must be more than %d apart.",
+                       limits.cw, limits.ccw, 2 * kEdge);
+            return;
+        }
+    }
+    test.start();
     for (int trial = 0; trial < n; ++trial) {
         test.runTrial();
         std::fflush(stdout);  // a long test is watched, and may be cut short
