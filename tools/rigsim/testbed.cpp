@@ -103,7 +103,9 @@ void Testbed::Impl::addTty(const Rig::Line& line, int minor)
 {
     // A pty of the library's own stands there now; ours takes its place. By the terminal's own
     // name: the library looks through one link, not through two.
-    replaceByLink(root / "dev" / line.node, fs::read_symlink(line.path));
+    std::error_code pulled;
+    const fs::path terminal = fs::read_symlink(line.path, pulled);
+    replaceByLink(root / "dev" / line.node, pulled ? fs::path(line.path) : terminal);
     ttys.push_back(std::make_unique<TtyIoctls>(testbed.get(), serialPortPath(line)));
     attach(line.node, ttys.back()->handler());
     addLastingName(line, minor);
