@@ -276,6 +276,17 @@ TEST_F(PrecisionTest, EndsBeforeAnythingMovesWhenNoTargetCanBeDrawn)
     }
 }
 
+TEST_F(PrecisionTest, EndsWithoutATrialWhenALimitIsNotReadTheSecondTime)
+{
+    for (const int failing : {5, 6}) {  // of the limits read: two, then four after the first goal
+        int reads = 0;
+        fakeMotors.readLimit = [&](int, int limit) { return ++reads == failing ? -1 : limit; };
+        const Outcome outcome = run("dxlprecisiontest(3)");
+        EXPECT_EQ(outcome.calls.size(), 10U) << "nothing moves but to the middle";
+        EXPECT_THAT(outcome.log, ElementsAre(HasSubstr("No precision test: the limits")));
+    }
+}
+
 TEST_F(PrecisionTest, EndsAtOnceWhenTheBusIsLost)
 {
     fakeMotors.isLineLost = [] { return fakeMotors.calls.size() > 30; };

@@ -35,6 +35,17 @@ struct Limits
     int64_t freeDrawWidth() const { return int64_t{ccw} - cw - 2 * kEdge; }
 };
 
+/// @return false, reported: a limit is not known, or no target can be drawn between them
+bool admitTargets(const Limits& limits)
+{
+    if (limits.cw >= 0 && limits.ccw >= 0 && limits.freeDrawWidth() > 0) return true;
+    QUILL_LOGF(kFailure, kLogCategory,
+               "No precision test: the limits of servo ID 2 (tilt) are CW %d and CCW %d "
+               "(-1: no answer), they must be more than %d apart.",
+               limits.cw, limits.ccw, 2 * kEdge);
+    return false;
+}
+
 Limits readLimits(const DynamixelMotor& motor)
 {
     const int cw = motor.getCWAngleLimit();
@@ -113,11 +124,13 @@ class PrecisionTest
     /// Angle limits of the second servo, from which the targets are drawn.
     Limits targetLimits() const { return readLimits(m_servo2.motor()); }
 
-    void start()
+    /// @return the limits that the targets are drawn from
+    const Limits& start()
     {
         command(kCentre);
         m_servo1.takeLimits();
         m_servo2.takeLimits();
+        return m_servo2.limits();
     }
 
     void runTrial()
@@ -181,26 +194,22 @@ class PrecisionTest
 void HardwareDriver::dynamixelPrecisionTest(int n)
 {
     PrecisionTest test(openServos(devicePath));
-    if (n >= 1) {
-        // Known before anything moves: between limits this close no target can be drawn.
-        const Limits limits = test.targetLimits();
-        if (limits.freeDrawWidth() <= 0) {
-            QUILL_LOGF(kFailure, kLogCategory,
-                       "No precision test: the limits of servo ID 2 (tilt) are CW %d and CCW %d "
-                       "(-1: no answer), they must be more than %d apart.",
-                       limits.cw, limits.ccw, 2 * kEdge);
-            return;
-        }
-    }
-    test.start();
+    // Looked at before anything moves, and again: one damaged answer would send both servos to
+    // targets of its own.
+    if (n >= 1 && !admitTargets(test.targetLimits())) return;
+    const Limits& limits = test.start();
+    const auto isBusLost = [&](int trials) {
+        if (!test.isBusLost()) return false;
+        QUILL_LOGF(kFailure, kLogCategory,
+                   "Lost the servo bus at %s: the precision test ends after %d of %d trials.",
+                   devicePath.c_str(), trials, n);
+        return true;
+    };
+    if (n >= 1 && (isBusLost(0) || !admitTargets(limits))) return;
     for (int trial = 0; trial < n; ++trial) {
         test.runTrial();
         std::fflush(stdout);  // a long test is watched, and may be cut short
-        if (!test.isBusLost()) continue;
-        QUILL_LOGF(kFailure, kLogCategory,
-                   "Lost the servo bus at %s: the precision test ends after %d of %d trials.",
-                   devicePath.c_str(), trial, n);
-        return;
+        if (isBusLost(trial)) return;
     }
     test.summarise();
 }
