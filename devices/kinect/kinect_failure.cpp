@@ -1,66 +1,44 @@
 #include "kinect_failure.h"
 
-#include <dirent.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <memory>
+#include <filesystem>
 #include <optional>
+
+#include "devices/usb/usb_device.h"
 
 namespace quill
 {
 namespace
 {
 
+namespace fs = std::filesystem;
+
 constexpr const char* kDevices = "/sys/bus/usb/devices/";
 constexpr int kUsb3SpeedMbit = 5000;
 
+bool isKinect(const UsbDevice& device)
+{
+    const int product = device.product;
+    return device.vendor == 0x045E && (product == 0x02C4 || product == 0x02D8 || product == 0x02D9);
+}
+
 /// A sensor, or at least the hub inside it, as the system lists it.
-struct UsbKinect
+std::optional<UsbDevice> findOnUsb(const std::string& root)
 {
-    std::string port;  ///< "2-1"
-    std::string node;  ///< "/dev/bus/usb/002/003"
-    int speedMbit;     ///< 5000 at USB 3, 480 at USB 2
-};
-
-std::string readLine(const std::string& path)
-{
-    std::ifstream file(path);
-    std::string line;
-    std::getline(file, line);
-    return line;
-}
-
-bool isKinect(const std::string& folder)
-{
-    if (readLine(folder + "/idVendor") != "045e") return false;
-    const std::string product = readLine(folder + "/idProduct");
-    return product == "02c4" || product == "02d8" || product == "02d9";
-}
-
-UsbKinect describe(const std::string& folder, const std::string& port)
-{
-    const auto number = [&](const char* name) {
-        return std::atoi(readLine(folder + "/" + name).c_str());
-    };
-    char node[64];
-    std::snprintf(node, sizeof node, "/dev/bus/usb/%03d/%03d", number("busnum"), number("devnum"));
-    return {port, node, number("speed")};
-}
-
-std::optional<UsbKinect> findOnUsb(const std::string& root)
-{
-    const std::string devices = root + kDevices;
-    const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(devices.c_str()), &::closedir);
-    if (folder == nullptr) return std::nullopt;
-    while (const dirent* entry = ::readdir(folder.get())) {
-        const std::string port = entry->d_name;
-        if (isKinect(devices + port)) return describe(devices + port, port);
+    std::error_code none;
+    for (const auto& entry : fs::directory_iterator(root + kDevices, none)) {
+        UsbDevice device = describeUsbDevice(entry.path());
+        if (isKinect(device)) return device;
     }
     return std::nullopt;
+}
+
+/// "2-1": the numbers of the bus and of the ports on the way.
+std::string portOf(const UsbDevice& device)
+{
+    return fs::path(device.sysPath).filename();
 }
 
 Error noPermission(const std::string& subject)
@@ -81,10 +59,11 @@ Error kinectFailure(const std::string& step, const std::string& libraryError,
                     const std::string& root)
 {
     const auto found = findOnUsb(root);
-    const std::string subject = found ? "Kinect at USB port " + found->port : "Kinect";
+    const std::string subject = found ? "Kinect at USB port " + portOf(*found) : "Kinect";
     const std::string says = libraryError.empty() ? "" : "; the library says: " + libraryError;
 
-    if (tellsOfMissingPermission(libraryError)) return noPermission(found ? found->node : subject);
+    if (tellsOfMissingPermission(libraryError))
+        return noPermission(found ? found->nodePath() : subject);
     if (!found && step == "find")
         return {subject, step, 0, "no sensor on the USB bus" + says,
                 "plug it in and check its power supply"};
@@ -93,8 +72,8 @@ Error kinectFailure(const std::string& step, const std::string& libraryError,
                 "the port runs at " + std::to_string(found->speedMbit) +
                     " Mbit/s, the sensor needs 5000",
                 "plug it into a USB 3 port"};
-    if (found && ::access((root + found->node).c_str(), R_OK | W_OK) != 0 && errno == EACCES)
-        return noPermission(found->node);
+    if (found && ::access((root + found->nodePath()).c_str(), R_OK | W_OK) != 0 && errno == EACCES)
+        return noPermission(found->nodePath());
     return {subject, step, 0, "the sensor is there, but fails" + says,
             "unplug it and plug it in again; no other program may hold it"};
 }

@@ -63,21 +63,29 @@ std::string UsbDevice::nodePath() const
     return path;
 }
 
+UsbDevice describeUsbDevice(const std::string& sysPath)
+{
+    const fs::path folder = sysPath;
+    UsbDevice device;
+    device.sysPath = sysPath;
+    device.bus = number(folder / "busnum", 10);
+    device.address = number(folder / "devnum", 10);
+    device.vendor = number(folder / "idVendor", 16);
+    device.product = number(folder / "idProduct", 16);
+    device.release = number(folder / "bcdDevice", 16);
+    device.speedMbit = number(folder / "speed", 10);
+    device.productName = firstLine(folder / "product");
+    device.serialNumber = firstLine(folder / "serial");
+    return device;
+}
+
 std::optional<UsbDevice> findUsbDevice(const std::string& tty, const std::string& sysfs)
 {
     const fs::path ttyFolder = folderOfTty(tty, sysfs);
     for (fs::path folder = ttyFolder; folder != folder.parent_path();
          folder = folder.parent_path()) {
         if (property(folder, "DEVTYPE") != "usb_device") continue;
-        UsbDevice device;
-        device.sysPath = folder;
-        device.bus = number(folder / "busnum", 10);
-        device.address = number(folder / "devnum", 10);
-        device.vendor = number(folder / "idVendor", 16);
-        device.product = number(folder / "idProduct", 16);
-        device.release = number(folder / "bcdDevice", 16);
-        device.productName = firstLine(folder / "product");
-        device.serialNumber = firstLine(folder / "serial");
+        UsbDevice device = describeUsbDevice(folder);
         // The tty's folder is DEVICE/tty/NAME; the driver is bound to DEVICE.
         device.ttyDriver = property(ttyFolder.parent_path().parent_path(), "DRIVER");
         return device;

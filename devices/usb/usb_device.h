@@ -15,6 +15,7 @@ struct UsbDevice
     int vendor = 0;            ///< 16-bit numbers of the device descriptor
     int product = 0;           ///< idProduct
     int release = 0;           ///< bcdDevice
+    int speedMbit = 0;         ///< 12, 480 at USB 2, 5000 at USB 3; 0: not told
     std::string productName;   ///< what the device calls itself; may be empty
     std::string serialNumber;  ///< may be empty
     std::string ttyDriver;     ///< the kernel's driver of the tty: "ftdi_sio"
@@ -22,6 +23,11 @@ struct UsbDevice
     /// "/dev/bus/usb/001/004"
     std::string nodePath() const;
 };
+
+/// Reads the description of a USB device. What it does not tell, or what does not fit, is 0 or
+/// empty.
+/// @param sysPath  its folder in the system's tree of devices, or a link to it
+UsbDevice describeUsbDevice(const std::string& sysPath);
 
 /// The USB device that a tty belongs to, hubs between or not. Nothing is opened.
 /// @param tty    device node or a link to it, /dev/serial/by-id included
