@@ -35,27 +35,35 @@ std::set<int> lockingProcesses(const struct stat& file)
     return processes;
 }
 
+/// Visits what is in a folder of /proc. A process may end meanwhile, and its folder with it.
+template <typename Visit>
+void visitEntries(const fs::path& folder, const Visit& visit)
+{
+    std::error_code ended;
+    for (fs::directory_iterator entry(folder, ended), end; !ended && entry != end;
+         entry.increment(ended))
+        visit(entry->path());
+}
+
 bool hasOpen(const fs::path& process, const struct stat& file)
 {
-    std::error_code ended;  // or another user's
-    for (const auto& descriptor : fs::directory_iterator(process / "fd", ended)) {
+    bool isOpen = false;
+    visitEntries(process / "fd", [&](const fs::path& descriptor) {
         struct stat opened = {};
-        if (::stat(descriptor.path().c_str(), &opened) == 0 && opened.st_rdev == file.st_rdev &&
-            S_ISCHR(opened.st_mode))
-            return true;
-    }
-    return false;
+        if (::stat(descriptor.c_str(), &opened) == 0 && S_ISCHR(opened.st_mode))
+            isOpen = isOpen || opened.st_rdev == file.st_rdev;
+    });
+    return isOpen;
 }
 
 std::set<int> openingProcesses(const struct stat& file)
 {
     std::set<int> processes;
-    std::error_code none;
-    for (const auto& entry : fs::directory_iterator("/proc", none)) {
+    visitEntries("/proc", [&](const fs::path& process) {
         int number = 0;
-        if (std::sscanf(entry.path().filename().c_str(), "%d", &number) != 1) continue;
-        if (number != ::getpid() && hasOpen(entry.path(), file)) processes.insert(number);
-    }
+        if (std::sscanf(process.filename().c_str(), "%d", &number) != 1) return;
+        if (number != ::getpid() && hasOpen(process, file)) processes.insert(number);
+    });
     return processes;
 }
 
