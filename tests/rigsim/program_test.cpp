@@ -55,6 +55,9 @@ TEST_F(RigsimProgram, EndsAsItsCommandDoes)
         // Ctrl-C reaches both: rigsim stays for the command, which keeps its own choice.
         {"rigsim -- sh -c 'kill -INT $PPID; echo goes on'", 0, "goes on\n"},
         {"rigsim -- sh -c 'kill -TERM $PPID; exec sleep 60'", 143, ""},
+        {"rigsim --fault camera.unplug=0 -- sh -c 'while [ -e /dev/ttyUSB0 ]; do sleep 0.01; done; "
+         "echo /dev/ttyUSB?'",
+         0, "/dev/ttyUSB1 /dev/ttyUSB2\n"},
         {"rigsim", 2, "rigsim: no command given"},
         {"rigsim --fault camera.slow=x -- true", 2, "rigsim: bad value in 'camera.slow=x'"},
         {"rigsim --serve . -- true", 2, "rigsim: --serve takes no command"},

@@ -8,7 +8,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
 #include <system_error>
 
 namespace rigsim
@@ -45,8 +44,9 @@ PtyLine::PtyLine()
         if (grantpt(m_master) < 0 || unlockpt(m_master) < 0) fail(errno, "unlock a pty");
         char name[64];
         if (const int error = ptsname_r(m_master, name, sizeof name)) fail(error, "name a pty");
+        m_terminal = name;
         m_path = m_folder->path() / "tty";
-        std::filesystem::create_symlink(name, m_path);
+        addName(m_path);
         // While no program has the line open, the master would report a hang-up without an end.
         m_slave = open(name, O_RDWR | O_NOCTTY | O_CLOEXEC);
         if (m_slave < 0) fail(errno, name);
@@ -60,6 +60,14 @@ PtyLine::PtyLine()
 PtyLine::~PtyLine()
 {
     unplug();
+}
+
+void PtyLine::addName(const std::filesystem::path& name)
+{
+    std::filesystem::remove(name);
+    if (!isPlugged()) return;
+    std::filesystem::create_symlink(m_terminal, name);
+    m_names.push_back(name);
 }
 
 unsigned PtyLine::bitRate() const
@@ -106,7 +114,11 @@ size_t PtyLine::write(const Bytes& bytes)
 
 void PtyLine::unplug()
 {
-    m_folder.reset();  // first: a program must not meet what gets the terminal's name next
+    // First: a program must not meet what gets the terminal's own name next.
+    std::error_code gone;
+    for (const auto& name : m_names) std::filesystem::remove(name, gone);
+    m_names.clear();
+    m_folder.reset();
     if (m_slave >= 0) close(m_slave);
     if (m_master >= 0) close(m_master);
     m_slave = -1;

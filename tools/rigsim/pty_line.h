@@ -1,7 +1,9 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "tools/rigsim/bytes.h"
 #include "tools/rigsim/temporary_folder.h"
@@ -26,6 +28,12 @@ class PtyLine
     /// Where a program opens the line: a link to the pseudo terminal, of this line alone and gone
     /// with its cable. The terminal's own name goes to the next one that is made.
     const std::string& path() const { return m_path; }
+
+    /// Makes one more link to the pseudo terminal, in place of what has that name, gone with the
+    /// cable too: that a pulled line has no name is all that keeps a program from the terminal's
+    /// next owner.
+    /// @throw std::filesystem::filesystem_error
+    void addName(const std::filesystem::path& name);
 
     /// The master's descriptor, for poll(); -1 once unplugged.
     int descriptor() const { return m_master; }
@@ -55,6 +63,8 @@ class PtyLine
     int m_master = -1;
     int m_slave = -1;
     std::string m_path;
+    std::string m_terminal;
+    std::vector<std::filesystem::path> m_names;
 };
 
 }  // namespace rigsim

@@ -139,6 +139,12 @@ int Rig::act(const std::string& device, UsbAction action)
     return lockedAdapterState(owner).isPlugged ? owner.chip.act(action) : ENODEV;
 }
 
+void Rig::addPath(const std::string& device, const std::filesystem::path& path)
+{
+    const std::lock_guard lock(m_mutex);
+    deviceOf(device).pty.addName(path);
+}
+
 std::vector<Bytes> Rig::cameraPackets() const
 {
     const std::lock_guard lock(m_mutex);

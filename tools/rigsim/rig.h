@@ -1,6 +1,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -85,6 +86,11 @@ class Rig
     std::vector<Bytes> servoPackets() const;
     /// Every packet that the laser's relay has received, rejected ones too, in order.
     std::vector<Bytes> laserPackets() const;
+
+    /// One more path at which a program may open the line of a device, gone when it is unplugged;
+    /// in place of what is there.
+    /// @throw std::filesystem::filesystem_error
+    void addPath(const std::string& device, const std::filesystem::path& path);
 
     /// Pulls the cable; done when it returns.
     void unplugCamera() { unplug(m_camera.device); }

@@ -68,7 +68,7 @@ struct Testbed::Impl
     void addDevices(const std::string& description, const std::string& subject) const;
     void attach(const std::string& node, UMockdevIoctlBase* handler) const;
     void addLine(Rig* rig, const Rig::Line& line, int minor);
-    void addTty(const Rig::Line& line, int minor);
+    void addTty(Rig* rig, const Rig::Line& line, int minor);
     void addLastingName(const Rig::Line& line, int minor) const;
 };
 
@@ -90,7 +90,7 @@ void Testbed::Impl::attach(const std::string& node, UMockdevIoctlBase* handler) 
 void Testbed::Impl::addLine(Rig* rig, const Rig::Line& line, int minor)
 {
     addDevices(adapterTree(line, minor), line.node);
-    addTty(line, minor);
+    addTty(rig, line, minor);
 
     adapters.push_back(std::make_unique<UsbIoctls>(rig, line.device));
     attach(usbNode(line), adapters.back()->handler());
@@ -99,13 +99,10 @@ void Testbed::Impl::addLine(Rig* rig, const Rig::Line& line, int minor)
         replaceByLink(root / "dev" / usbNode(line), "/sys/kernel/uevent_seqnum");
 }
 
-void Testbed::Impl::addTty(const Rig::Line& line, int minor)
+void Testbed::Impl::addTty(Rig* rig, const Rig::Line& line, int minor)
 {
-    // A pty of the library's own stands there now; ours takes its place. By the terminal's own
-    // name: the library looks through one link, not through two.
-    std::error_code pulled;
-    const fs::path terminal = fs::read_symlink(line.path, pulled);
-    replaceByLink(root / "dev" / line.node, pulled ? fs::path(line.path) : terminal);
+    // A pty of the library's own stands there now; ours takes its place.
+    rig->addPath(line.device, root / "dev" / line.node);
     ttys.push_back(std::make_unique<TtyIoctls>(testbed.get(), serialPortPath(line)));
     attach(line.node, ttys.back()->handler());
     addLastingName(line, minor);
