@@ -1,0 +1,307 @@
+// Every command on a rig with every fault. Whatever a rig does, a run ends in time and by itself,
+// says what it could not do, sends nothing that was not ordered and leaves nothing behind.
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <map>
+#include <mutex>
+#include <random>
+#include <regex>
+#include <thread>
+
+#include "matrix_run.h"
+#include "tools/rigsim/faults.h"
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+using matrix::Command;
+using matrix::Outcome;
+using matrix::Run;
+
+constexpr const char* kCamera = "/dev/ttyUSB0";
+constexpr const char* kServos = "/dev/ttyUSB1";
+constexpr const char* kLaser = "/dev/ttyUSB2";
+
+// The bounds are those of the waits: 1 s for each answer of a camera, 10 s for a move or a silent
+// camera, 120 s for one that never settles, 3 s for a swing, 5 s for each stage of a trial.
+const std::vector<Command>& commands()
+{
+    static const std::vector<Command> table = {
+        {"pantiltzoom(100,-20,300)", kCamera, 2, 160},
+        {"getpantiltzoom", kCamera, 0, 30},
+        {"resetptz", kCamera, 1, 40},
+        {"pantilt(100,-20)", kCamera, 1, 150},
+        {"dynamixel(2100,1990)", kServos, 2, 30},
+        {"cbus(1,1)", kServos, 0, 30},
+        {"usbsyspath", kServos, 0, 30},
+        {"dxldump(34,2)", kServos, 0, 60},
+        {"dxlsetpos(1,2100)", kServos, 1, 30},
+        {"dxlsetbyte(1,25,1)", kServos, 1, 30},
+        {"dxlsetword(2,32,100)", kServos, 1, 30},
+        {"dxlgetbyte(1,3)", kServos, 0, 30},
+        {"dxlgetword(2,36)", kServos, 0, 30},
+        {"dxlprecisiontest(2)", kServos, 10, 60, "Failed to open the servo bus"},
+        {"laser(1)", kLaser, 1, 30},
+        {"kinect", "", 0, 200},
+        {std::string("test(") + kCamera + "," + kServos + "," + kLaser + ")",
+         "",
+         13,
+         60,
+         "",
+         {"camera 81 01 06 02 0F 0F 0F 0F 0C 0E 00 00 00 00 FF",
+          "camera 81 01 06 02 0F 0F 00 00 00 00 0F 0F 0C 0E FF"}},
+        {"motortest(2000,2100,2000,2100,2)", kServos, 4, 30,
+         "Timeout while waiting for|Error reading ID from|Failed to open the servo bus"},
+    };
+    return table;
+}
+
+struct Options
+{
+    unsigned seed = 1;
+    int every = 1;
+    std::string only;
+    std::string tableFile;
+};
+
+/// A moment, a count or a servo that nobody has chosen, the same ones for each seed.
+std::string withValue(const rigsim::FaultKind& kind, int length_ms, std::mt19937* random)
+{
+    // Not a distribution of the standard library: their numbers differ from one to the next.
+    const auto draw = [&](int lowest, int highest) {
+        return lowest + static_cast<int>((*random)() % static_cast<unsigned>(highest - lowest + 1));
+    };
+    const std::string name = kind.name;
+    switch (kind.value) {
+        case rigsim::FaultValue::None: return name;
+        case rigsim::FaultValue::Milliseconds: return name + "=" + std::to_string(draw(1, 300));
+        case rigsim::FaultValue::Seconds:
+            return name + "=" + std::to_string(draw(0, length_ms) / 1000.0).substr(0, 5);
+        case rigsim::FaultValue::Count: return name + "=" + std::to_string(draw(1, 20));
+        case rigsim::FaultValue::ServoId: return name + "=" + std::to_string(draw(1, 2));
+        case rigsim::FaultValue::StatusLevel: return name + "=" + std::to_string(draw(0, 1));
+        case rigsim::FaultValue::ReturnDelay: return name + "=" + std::to_string(draw(0, 254));
+        case rigsim::FaultValue::CbusPin: return name + "=" + std::to_string(draw(0, 3));
+    }
+    return name;
+}
+
+bool isTold(const Outcome& outcome, const char* level)
+{
+    return outcome.log.find(std::string(" ") + level + " ") != std::string::npos;
+}
+
+int expectedStatus(const Command& command, const std::string& log)
+{
+    if (command.failure.empty()) return 0;
+    return std::regex_search(log, std::regex(command.failure)) ? 1 : 0;
+}
+
+/// What is wrong with the state of the rig after a run.
+std::vector<std::string> checkRig(const Command& command, const std::string& text)
+{
+    const auto state = nlohmann::json::parse(text, nullptr, false);
+    if (state.is_discarded()) return {"the rig left no state"};
+    std::vector<std::string> faults;
+    for (const auto& [device, adapter] : state["adapters"].items()) {
+        if (adapter["claims"] != adapter["releases"] && adapter["isPlugged"])
+            faults.push_back("the adapter of " + device + " is still claimed");
+        if (!adapter["hasDriver"] && adapter["isPlugged"])
+            faults.push_back("the adapter of " + device + " has lost its driver");
+    }
+    if (state["kinect"]["isStreaming"] && state["kinect"]["isPlugged"])
+        faults.push_back("the Kinect still streams");
+    if (command.name() == "test" && state["laser"]["isOn"])
+        faults.push_back("the laser is still on");
+    return faults;
+}
+
+/// What is wrong with a run.
+std::vector<std::string> check(const Run& run, const Outcome& outcome, const Outcome& healthy)
+{
+    std::vector<std::string> faults = checkRig(*run.command, outcome.state);
+    const int status = expectedStatus(*run.command, outcome.log);
+    if (outcome.status != status)
+        faults.push_back("status " + std::to_string(outcome.status) + ", not " +
+                         std::to_string(status));
+    for (const char* report : {"ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "runtime error:"})
+        if (outcome.log.find(report) != std::string::npos) faults.emplace_back(report);
+    if (!outcome.time_ms)
+        faults.emplace_back("it did not end by itself");
+    else if (*outcome.time_ms > run.command->bound_s * 1000)
+        faults.push_back("it took " + std::to_string(*outcome.time_ms) + " ms");
+    if (!outcome.leftOpen.empty()) faults.push_back("left open: " + outcome.leftOpen);
+
+    const Command& command = *run.command;
+    for (const std::string& order : outcome.orders)
+        if (healthy.orders.count(order) + command.otherOrders.count(order) == 0)
+            faults.push_back("nobody ordered " + order);
+    if (isTold(outcome, "[2]") || isTold(outcome, "[3]")) return faults;
+    for (const std::string& order : healthy.orders)
+        if (outcome.orders.count(order) == 0)
+            faults.push_back("nothing is said of an order that did not go out: " + order);
+    return faults;
+}
+
+/// ".", as on a healthy rig; "w", with a warning; "f", with a failure told; "1", ended with
+/// status 1.
+char letterOf(const Outcome& outcome)
+{
+    if (outcome.status != 0) return '1';
+    if (isTold(outcome, "[2]")) return 'f';
+    return isTold(outcome, "[3]") ? 'w' : '.';
+}
+
+class Matrix
+{
+  public:
+    explicit Matrix(const Options& options) : m_options(options)
+    {
+        std::string name = (fs::temp_directory_path() / "matrix.XXXXXX").string();
+        if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no folder " + name);
+        m_folder = name;
+    }
+    ~Matrix() { fs::remove_all(m_folder); }
+    Matrix(const Matrix&) = delete;
+    Matrix& operator=(const Matrix&) = delete;
+
+    /// @return whether all is well
+    bool run()
+    {
+        for (const Command& command : commands()) m_runs.push_back({&command, ""});
+        runFrom(0);
+        addFaultyRuns();
+        runFrom(commands().size());
+        std::fputs(table().c_str(), stdout);
+        std::printf("%zu runs, %d of them with what must not be\n", m_letters.size(), m_bad);
+        if (!m_options.tableFile.empty()) writeTable();
+        return m_bad == 0;
+    }
+
+  private:
+    void addFaultyRuns()
+    {
+        std::mt19937 random(m_options.seed);
+        int number = 0;
+        for (const rigsim::FaultKind& kind : rigsim::faultKinds()) {
+            for (const Command& command : commands()) {
+                const int length_ms = m_healthy[&command].time_ms.value_or(1000);
+                const Run run = {&command, withValue(kind, length_ms, &random)};
+                const bool isNamed =
+                    (command.text + " " + run.fault).find(m_options.only) != std::string::npos;
+                if (isNamed && number++ % m_options.every == 0) m_runs.push_back(run);
+            }
+        }
+    }
+
+    /// Most of a run is waiting. Those of the Kinect work hard and write the same pictures: one
+    /// after the other, beside the others.
+    void runFrom(size_t first)
+    {
+        std::atomic<size_t> nextOther = first;
+        std::atomic<size_t> nextKinect = first;
+        const auto work = [this](std::atomic<size_t>* next, bool isKinect) {
+            for (size_t i = (*next)++; i < m_runs.size(); i = (*next)++)
+                if (m_runs[i].command->isKinect() == isKinect) runOne(i);
+        };
+        std::vector<std::thread> workers;
+        workers.emplace_back(work, &nextKinect, true);
+        for (unsigned i = 0; i < 3 * std::thread::hardware_concurrency(); ++i)
+            workers.emplace_back(work, &nextOther, false);
+        for (std::thread& worker : workers) worker.join();
+    }
+
+    void runOne(size_t number)
+    {
+        const Run& run = m_runs[number];
+        const fs::path folder = m_folder / std::to_string(number);
+        fs::create_directory(folder);
+        const Outcome outcome = matrix::runOnRig(run, folder);
+        fs::remove_all(folder);
+
+        const std::lock_guard lock(m_mutex);
+        std::vector<std::string> faults;
+        if (run.fault.empty()) {
+            m_healthy[run.command] = outcome;
+            if (outcome.orders.size() != static_cast<size_t>(run.command->orders))
+                faults.push_back(std::to_string(outcome.orders.size()) + " orders");
+            if (letterOf(outcome) != '.') faults.emplace_back("a healthy rig is told to be faulty");
+        }
+        const auto wrong = check(run, outcome, m_healthy[run.command]);
+        faults.insert(faults.end(), wrong.begin(), wrong.end());
+        if (!faults.empty()) tell(run, outcome, faults);
+        m_letters[{run.fault.substr(0, run.fault.find('=')), run.command->name()}] =
+            letterOf(outcome);
+    }
+
+    void tell(const Run& run, const Outcome& outcome, const std::vector<std::string>& faults)
+    {
+        ++m_bad;
+        std::printf("%s\n", matrix::describe(run).c_str());
+        for (const std::string& fault : faults) std::printf("  %s\n", fault.c_str());
+        std::printf("%s\n", outcome.log.c_str());
+        std::fflush(stdout);
+    }
+
+    std::string table() const
+    {
+        std::string text = "| fault |";
+        for (const Command& command : commands()) text += " " + command.name() + " |";
+        text += "\n|---|";
+        for (size_t i = 0; i < commands().size(); ++i) text += ":-:|";
+        text += "\n";
+        std::string fault = "\n";
+        for (const auto& [place, letter] : m_letters) {
+            if (place.first != fault) text += rowOf(place.first);
+            fault = place.first;
+        }
+        return text;
+    }
+
+    std::string rowOf(const std::string& fault) const
+    {
+        std::string text = "| " + (fault.empty() ? "(healthy)" : fault) + " |";
+        for (const Command& command : commands()) {
+            const auto found = m_letters.find({fault, command.name()});
+            text += std::string(" ") + (found == m_letters.end() ? ' ' : found->second) + " |";
+        }
+        return text + "\n";
+    }
+
+    void writeTable() const
+    {
+        std::FILE* const file = std::fopen(m_options.tableFile.c_str(), "we");
+        if (file == nullptr) throw std::runtime_error("cannot write " + m_options.tableFile);
+        std::fputs(table().c_str(), file);
+        std::fclose(file);
+    }
+
+    Options m_options;
+    fs::path m_folder;
+    std::vector<Run> m_runs;
+    std::mutex m_mutex;
+    std::map<const Command*, Outcome> m_healthy;
+    std::map<std::pair<std::string, std::string>, char> m_letters;  ///< by fault and command
+    int m_bad = 0;
+};
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    Options options;
+    CLI::App app("Runs every command of rigtool on a rig with every fault.");
+    app.add_option("--seed", options.seed, "of the moments and counts that are drawn (1)");
+    app.add_option("--every", options.every, "only each Nth run (1)")->check(CLI::PositiveNumber);
+    app.add_option("--only", options.only, "only runs whose command and fault hold this text");
+    app.add_option("--table", options.tableFile, "write the table of results to this file");
+    CLI11_PARSE(app, argc, argv);
+    return Matrix(options).run() ? 0 : 1;
+}

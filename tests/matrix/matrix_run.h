@@ -1,0 +1,55 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace matrix
+{
+
+/// A command of rigtool and what the matrix knows of it.
+struct Command
+{
+    std::string text;    ///< as in the setting `commands`
+    std::string device;  ///< its node in /dev; empty when it takes none from the settings
+    int orders;          ///< how many different ones a healthy rig hears
+    int bound_s;         ///< the longest it may take by the rig's clock, whatever happens
+    /// Of its log when it ends with status 1, a regular expression; empty where it never does.
+    std::string failure = {};
+    /// What it may order too, on a rig that does not do the first.
+    std::set<std::string> otherOrders = {};
+
+    std::string name() const { return text.substr(0, text.find('(')); }
+    bool isKinect() const { return text == "kinect"; }
+};
+
+/// One command on one rig.
+struct Run
+{
+    const Command* command;
+    std::string fault;  ///< as it is typed; empty: a healthy rig
+};
+
+/// What came of it.
+struct Outcome
+{
+    int status = -1;
+    std::string log;  ///< what it said on standard error
+    std::set<std::string>
+        orders;         ///< what the devices heard beside questions: "servos 01 05 03 1E"
+    std::string state;  ///< of the rig afterwards, JSON
+    std::optional<int>
+        time_ms;           ///< the tool's, by the rig's clock; none when it did not end by itself
+    std::string leftOpen;  ///< descriptors
+};
+
+/// The run as a shell command.
+std::string describe(const Run& run);
+
+/// Runs it, with a faster clock, on a rig of its own.
+/// @param folder  for its files; must be there
+Outcome runOnRig(const Run& run, const std::filesystem::path& folder);
+
+}  // namespace matrix
