@@ -94,27 +94,6 @@ TEST(KinectSensor, StreamsInfraredOnlyUnlessColourIsAskedFor)
     EXPECT_EQ(rig.kinectState().starts, 2);
 }
 
-TEST(KinectSensor, LeavesAStreamOutThatTheSensorDoesNotSend)
-{
-    const struct
-    {
-        const char* fault;
-        FramePtr (KinectHandle::*sent)() const;
-        FramePtr (KinectHandle::*silent)() const;
-    } cases[] = {
-        {"kinect.no-infrared", &KinectHandle::lastRGB, &KinectHandle::lastIR},
-        {"kinect.no-colour", &KinectHandle::lastIR, &KinectHandle::lastRGB},
-    };
-    for (const auto& c : cases) {
-        const Rig rig({{c.fault}});
-        const auto sensor = sensorOf(rig);
-        sensor->setEnableRGB(true);
-        EXPECT_TRUE(sensor->setMasterSwitch(true));
-        EXPECT_NE(waitForFrame(*sensor->getHandle(), c.sent), nullptr) << c.fault;
-        EXPECT_EQ((*sensor->getHandle().*c.silent)(), nullptr) << c.fault;
-    }
-}
-
 TEST(KinectSensor, SaysOnceWhyItDoesNotStream)
 {
     const struct

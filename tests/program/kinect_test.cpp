@@ -107,28 +107,6 @@ TEST_F(KinectCommand, WritesWhatTheSensorSees)
     }
 }
 
-TEST_F(KinectCommand, LogsWhyTheSensorDoesNotStart)
-{
-    const struct
-    {
-        const char* fault;
-        const char* line;
-    } cases[] = {
-        {"absent", "[3] kinect: Kinect: find: no sensor on the USB bus (plug it in"},
-        {"no-permission", "[3] kinect: /dev/bus/usb/002/002: open: Permission denied (add a udev"},
-        {"usb2",
-         "[3] kinect: Kinect at USB port 2-1: start: the port runs at 480 Mbit/s, the "
-         "sensor needs 5000 (plug it into a USB 3 port)"},
-    };
-    for (const auto& c : cases) {
-        support::Process tool({RIGSIM, "--fault", std::string("kinect.") + c.fault, "--", RIGTOOL,
-                               "-t", "commands=kinect"});
-        EXPECT_TRUE(tool.waitForError(c.line)) << c.fault;
-        tool.signal(SIGTERM);  // passed on: the command would look for frames for 100 s
-        EXPECT_EQ(tool.wait().status, 128 + SIGTERM);
-    }
-}
-
 TEST_F(KinectCommand, InterruptStopsTheSensor)
 {
     const rigsim::Rig rig({{"kinect.no-infrared"}});

@@ -49,73 +49,6 @@ TEST(ServoCommand, ScanListsEveryServoOnceAtItsOwnRate)
             "Device ID 2, baudnum=34\n  Model [^D]*"));
 }
 
-TEST(ServoCommand, ExchangesSurviveWhatTheLineDoes)
-{
-    const std::initializer_list<const char*> faultSets[] = {
-        {"servos.noise"},
-        {"servos.echo"},
-        {"servos.echo", "servos.noise"},
-        {"servos.slow=3"},
-        {"servos.return-delay=254"},
-        {"servos.return-delay=0"},
-    };
-    for (const auto& faults : faultSets) {
-        const Ended ended =
-            run(faults, "dxlsetpos(1,2100);dynamixel(2050,2040);dxlgetword(1,30);dxlgetword(2,30)");
-        EXPECT_THAT(ended.err,
-                    HasSubstr("ID 1 Addr: 30 value=2050 0x0802\nID 2 Addr: 30 value=2040 0x07f8\n"))
-            << *faults.begin();
-        EXPECT_THAT(ended.err, Not(HasSubstr("[3]"))) << *faults.begin();
-    }
-}
-
-TEST(ServoCommand, FailuresAreNamedInTheOperatorsTerms)
-{
-    const struct
-    {
-        const char* fault;
-        const char* commands;
-        const char* words;
-    } cases[] = {
-        {"servos.silent", "dxlgetbyte(1,3)", "read address 3 of ID 1: no answer at 57143 bit/s"},
-        {"servos.no-power", "dxlgetbyte(1,3)", "no answer"},
-        {"servos.lost=2", "dxlgetbyte(2,3)", "ID 2: no answer"},
-        {"servos.wrong-checksum", "dxlgetbyte(1,3)", "damaged"},
-        {"servos.cut", "dxlgetbyte(1,3)", "damaged"},
-        {"servos.overload=1", "dxlgetbyte(1,3)", "overload"},
-        {"servos.overheating=1", "dxlgetbyte(1,3)", "overheating"},
-        {"servos.noise", "dxlsetbyte(1,3,256)", "256"},
-        {"servos.noise", "dxlsetword(1,30,-1)", "-1"},
-        {"servos.noise", "dxlgetbyte(254,3)", "254"},
-        {"servos.noise", "dxlgetbyte(1,256)", "256"},
-    };
-    for (const auto& c : cases) {
-        const Ended ended = run({c.fault}, c.commands);
-        EXPECT_EQ(ended.status, 0);
-        EXPECT_THAT(ended.err,
-                    ContainsRegex(std::string("\\[3\\] dynamixel: [^ ]+/tty: [^\n]*") + c.words))
-            << c.fault << " " << c.commands;
-    }
-    const Ended otherRate = run({}, "dxlgetbyte(7,3)");
-    EXPECT_THAT(otherRate.err, HasSubstr("ID 7 Addr: 3 value=-1 0xffffffff\n"));
-}
-
-TEST(ServoCommand, PositioningMovesBothAndEndsWhenOneIsMissing)
-{
-    const rigsim::Rig rig;
-    const Ended moved = support::run(on(rig, "dynamixel(2100,1900)"));
-    EXPECT_EQ(moved.status, 0);
-    EXPECT_EQ(rig.servoState(1).goal, 2100);
-    EXPECT_EQ(rig.servoState(2).goal, 1900);
-    EXPECT_THAT(moved.err, ContainsRegex("\\[4\\] visca_control: dxl at 20[0-9]+,19[0-9]+ "));
-
-    const Time start = Time::now();
-    const Ended missing = run({"servos.lost=2"}, "dynamixel(2100,1900)");
-    EXPECT_THAT(missing.err, HasSubstr("Not waiting for the servos any longer: servo ID 2 (tilt) "
-                                       "does not answer."));
-    EXPECT_LT(Time::now() - start, seconds(10));
-}
-
 TEST(ServoCommand, MotorTestPassesOnAHealthyRigAndFailsOnABlockedAxis)
 {
     const Ended passed = run({}, "motortest(2000,2100,2000,2100,1)");
@@ -164,35 +97,6 @@ TEST(ServoCommand, EveryRunPutsTheAdaptersLatencyBack)
              "log=$(mktemp -u); mkfifo $log; " RIGTOOL " " + test + " 2>$log & read line <$log; " +
              latency + "kill -TERM $!; wait; rm $log; " + latency});
     EXPECT_EQ(ended.out, "16116") << ended.err;
-}
-
-TEST(ServoCommand, UnpluggedAdapterEndsEveryLongCommandAtOnce)
-{
-    const struct
-    {
-        const char* commands;
-        int status;
-        const char* words;
-    } cases[] = {
-        {"dxldump(34,252)", 0, "Lost the servo bus at "},
-        {"motortest(1000,3000,1000,3000,60)", 1, "Timeout while waiting for "},
-        {"dxlprecisiontest(100)", 0, "Lost the servo bus at "},
-        {"dynamixel(100,4000)", 0, "the servo bus is lost"},
-    };
-    for (const auto& c : cases) {
-        const bool isScan = std::string(c.commands).rfind("dxldump", 0) == 0;
-        rigsim::Rig rig(panServoAtBaudNumber(isScan ? 1 : 34));
-        support::Process tool(on(rig, c.commands));
-        const auto isUnderWay = [](const auto& servo) { return servo.reads + servo.moves > 0; };
-        ASSERT_TRUE(rig.waitForServo(1, isUnderWay, seconds(30))) << c.commands;
-        rig.unplugServos();
-        const Time start = Time::now();
-        const Ended ended = tool.wait();
-        EXPECT_LT(Time::now() - start, seconds(5)) << c.commands;
-        EXPECT_EQ(ended.status, c.status) << c.commands;
-        EXPECT_THAT(ended.err, HasSubstr("unplugged?")) << c.commands;
-        EXPECT_THAT(ended.err, HasSubstr(c.words)) << c.commands;
-    }
 }
 
 TEST(ServoCommand, InterruptEndsAScanAtOnceAndClosesTheLine)

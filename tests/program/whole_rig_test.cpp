@@ -87,59 +87,6 @@ TEST(WholeRigTest, PassesOnAHealthyRigAndLeavesItAsItWas)
     }
 }
 
-TEST(WholeRigTest, NamesWhatIsWrongInOneLineAndLeavesTheRestInOrder)
-{
-    const struct
-    {
-        const char* fault;
-        const char* error;
-        bool isPluggedIn = true;
-    } cases[] = {
-        {"camera.stuck",
-         "camera TTY: move pan by 50 steps: expected position 50 within 4, "
-         "came 0 after 5 s"},
-        {"camera.unplug-on-move",
-         "camera TTY: move pan by 50 steps: expected the order to be taken, came a lost "
-         "connection; and camera TTY: return pan to 0: expected position 0 within 4, came a "
-         "lost connection",
-         false},
-        {"servos.lost=1", "pan servo TTY: read its ID: expected 1, came no answer"},
-        {"servos.wrong-id=2", "tilt servo TTY: read its ID: expected 2, came 3"},
-        {"servos.stuck=2",
-         "tilt servo TTY: move by 50 units: expected position 2098 within "
-         "12, came 2048 after 3 s"},
-        {"servos.unplug-on-move",
-         "pan servo TTY: move by 50 units: expected the order to be taken, came a lost "
-         "connection; and pan servo TTY: return to 2048: expected position 2048 within 12, "
-         "came a lost connection",
-         false},
-        {"laser.unplug-on-switch",
-         "laser TTY: switch off: expected its line to take the "
-         "order, came an error (logged before)"},
-    };
-    for (const auto& c : cases) {
-        const rigsim::Rig rig({rigsim::Faults({c.fault})});
-        const Ended ended = support::run(testOf(rig));
-        EXPECT_EQ(ended.status, 0);
-        EXPECT_EQ(ended.out, "");
-        EXPECT_EQ(ownLines(ended.err),
-                  std::string("[2] visca_control: There was an error: ") + c.error);
-        if (c.isPluggedIn) expectAtRest(rig, c.fault);
-        rig.settle();
-        EXPECT_FALSE(rig.laserState().isOn) << c.fault;
-    }
-}
-
-TEST(WholeRigTest, WithoutALaserTheRestIsTestedAndBothOrdersFail)
-{
-    const rigsim::Rig rig;
-    const Ended ended = support::run(on(rig, testCommand(rig, "/dev/none")));
-    EXPECT_THAT(ended.err, HasSubstr("There was an error: laser /dev/none: switch on: "));
-    EXPECT_THAT(ended.err, HasSubstr("; and laser /dev/none: switch off: "));
-    EXPECT_GE(rig.servoState(2).moves, 2);
-    expectAtRest(rig, "no laser");
-}
-
 TEST(WholeRigTest, InterruptSwitchesTheLaserOffAndSendsTheAxisBack)
 {
     const auto isMoving = [](const auto& state) { return state.isMoving; };
