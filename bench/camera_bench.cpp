@@ -1,5 +1,6 @@
 #include <benchmark/benchmark.h>
 
+#include "child.h"
 #include "devices/visca/visca_camera.h"
 #include "tools/rigsim/rig.h"
 
@@ -22,5 +23,32 @@ void getPanTiltZoom(benchmark::State& state)
     }
 }
 BENCHMARK(getPanTiltZoom)->UseRealTime();
+
+// The same by whole programs, started each time.
+
+void runOnCamera(benchmark::State& state,
+                 const std::function<std::vector<std::string>(const std::string&)>& program)
+{
+    const rigsim::Rig rig;
+    for (auto _ : state)
+        if (!runChild(program(rig.cameraPath()))) state.SkipWithError("the program failed");
+}
+
+void toolOnCamera(benchmark::State& state)
+{
+    runOnCamera(state, [](const std::string& path) {
+        return std::vector<std::string>{RIGTOOL, "-t", "device=" + path, "-t",
+                                        "commands=getpantiltzoom"};
+    });
+}
+BENCHMARK(toolOnCamera)->UseRealTime();
+
+void scriptOnCamera(benchmark::State& state)
+{
+    runOnCamera(state, [](const std::string& path) {
+        return std::vector<std::string>{PYTHON, PYSERIAL_EXCHANGES, "camera", path};
+    });
+}
+BENCHMARK(scriptOnCamera)->UseRealTime();
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include <benchmark/benchmark.h>
 
+#include "child.h"
 #include "devices/dynamixel/dxl_device.h"
 #include "devices/dynamixel/dynamixel_interface.h"
 #include "devices/serial/serial_port.h"
@@ -60,6 +61,22 @@ void answeredReadDelay500(benchmark::State& state)
     readByte(state, kId, 1, 250);
 }
 BENCHMARK(answeredReadDelay500)->UseRealTime();
+
+/// Many reads, so that the start of the interpreter does not count.
+void scriptReadDelay0(benchmark::State& state)
+{
+    constexpr int kReads = 2000;
+    const rigsim::Rig rig(oneServo(1, 0));
+    const auto run = [&](int reads) {
+        const quill::Time start = quill::Time::now();
+        if (!runChild(
+                {PYTHON, PYSERIAL_EXCHANGES, "servo", rig.servosPath(), std::to_string(reads)}))
+            state.SkipWithError("the script failed");
+        return (quill::Time::now() - start).seconds();
+    };
+    for (auto _ : state) state.SetIterationTime((run(kReads) - run(0)) / kReads);
+}
+BENCHMARK(scriptReadDelay0)->UseManualTime()->Iterations(1);
 
 /// Six reads at 57143 bit/s, three registers of two servos as a position poll has them.
 void sixReads(benchmark::State& state)

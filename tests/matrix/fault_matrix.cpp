@@ -78,6 +78,7 @@ std::string withValue(const rigsim::FaultKind& kind, int length_ms, std::mt19937
         return lowest + static_cast<int>((*random)() % static_cast<unsigned>(highest - lowest + 1));
     };
     const std::string name = kind.name;
+    if (kind.fallback && draw(0, 2) == 0) return name;
     switch (kind.value) {
         case rigsim::FaultValue::None: return name;
         case rigsim::FaultValue::Milliseconds: return name + "=" + std::to_string(draw(1, 300));
