@@ -4,16 +4,23 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
+
+#include "common/logging.h"
 
 namespace quill
 {
 namespace
 {
+
+constexpr int kWarning = 3;
+constexpr const char* kCategory = "interrupt";
 
 struct WatchedSignal
 {
@@ -24,7 +31,7 @@ struct WatchedSignal
 WatchedSignal s_signals[] = {{SIGINT, {}}, {SIGTERM, {}}, {SIGHUP, {}}};
 int s_descriptor = -1;
 bool s_cleaningUp = false;
-int s_delays = 0;
+std::atomic<int> s_delays = 0;  // exchanges may run in other threads
 volatile std::sig_atomic_t s_arrived = 0;
 
 std::list<std::function<void()>>& cleanups()
@@ -67,7 +74,12 @@ void watchInterrupts()
 {
     if (s_descriptor >= 0) return;
     s_descriptor = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (s_descriptor < 0) return;  // out of descriptors: signals then end the process unaided
+    if (s_descriptor < 0) {
+        QUILL_LOG(kWarning, kCategory)
+            << "Ctrl-C will end the run without bringing devices to rest: eventfd: "
+            << std::strerror(errno) << " (ulimit -n shows how many descriptors a process may have)";
+        return;
+    }
     for (auto& signal : s_signals) {
         ::sigaction(signal.number, nullptr, &signal.before);
         if (signal.before.sa_handler == SIG_IGN) continue;
@@ -89,6 +101,11 @@ void unwatchInterrupts()
 int interruptDescriptor()
 {
     return s_cleaningUp || s_delays > 0 ? -1 : s_descriptor;
+}
+
+void heedInterrupt()
+{
+    if (s_arrived != 0 && interruptDescriptor() >= 0) endInterrupted();
 }
 
 void endInterrupted()

@@ -28,7 +28,7 @@ class QUILL_API InterruptCleanup
 
 /// While one lives, waits do not heed an interrupt: the first wait after it does. For an exchange
 /// with a device that must not be cut, since a clean-up goes on with the same line; it has a short
-/// time-out of its own. A second signal kills at once all the same. Main thread only.
+/// time-out of its own. A second signal kills at once all the same.
 class QUILL_API InterruptDelay
 {
   public:
@@ -47,6 +47,10 @@ QUILL_API void unwatchInterrupts();
 /// To be polled for reading by every wait. -1, which poll() skips, while nothing is watched,
 /// during an InterruptDelay, and while the clean-up of endInterrupted() runs.
 QUILL_API int interruptDescriptor();
+
+/// Ends the run if a signal has come and no delay holds it off: for work that consists of such
+/// exchanges and waits for nothing else.
+QUILL_API void heedInterrupt();
 
 /// Runs the registered clean-ups, newest first, and ends the process by the signal that came: a
 /// shell sees status 130 for Ctrl-C, and stops its script.

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <iterator>
 
+#include "common/interrupt.h"
 #include "common/logging.h"
 
 namespace quill::dynamixel
@@ -143,6 +144,8 @@ std::optional<Error> DxlBus::ask(const InstructionPacket& request, size_t answer
 std::optional<Error> DxlBus::exchange(const InstructionPacket& request, size_t answerParameters,
                                       StatusPacket* answer)
 {
+    heedInterrupt();
+    const InterruptDelay wholeExchange;  // a clean-up would speak while the servo still answers
     *answer = StatusPacket();
     const Duration requestTime = timeOnLine(packetBytes(request.parameters.size()));
     const bool answered = request.id != kBroadcastId;

@@ -2,8 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <csignal>
 #include <tuple>
 
+#include "common/interrupt.h"
 #include "dynamixel/scripted_line.h"
 #include "support/fake_clock.h"
 #include "support/log_capture.h"
@@ -189,6 +191,21 @@ TEST_F(DxlDeviceTest, TellsARepeatedFailureOnceInTenSecondsAndAnExpectedOneAsADe
                 ElementsAre(HasSubstr("ID 1: no answer"), HasSubstr("overload"),
                             HasSubstr("ID 1: no answer"), HasSubstr("ID 9: no answer")));
     EXPECT_FALSE(m_device.isLineLost());
+}
+
+TEST_F(DxlDeviceTest, AnInterruptEndsTheRunBetweenExchangesOnly)
+{
+    const auto run = [this] {
+        quill::watchInterrupts();
+        line().onRequest = [] {
+            std::raise(SIGINT);
+            std::fputs(quill::interruptDescriptor() < 0 ? "not cut " : "cut ", stderr);
+        };
+        std::fprintf(stderr, "%d", readByte());
+        readByte();
+    };
+    open({}, {{kAnswer}});
+    EXPECT_EXIT(run(), testing::KilledBySignal(SIGINT), "^not cut 32$");
 }
 
 }  // namespace
