@@ -29,6 +29,10 @@ constexpr const char* kCamera = "/dev/ttyUSB0";
 constexpr const char* kServos = "/dev/ttyUSB1";
 constexpr const char* kLaser = "/dev/ttyUSB2";
 
+constexpr const char* kHealthy = "(healthy)";
+constexpr int kInterrupts = 6;  ///< of each command
+constexpr int kInterrupted = 130;
+
 // The bounds are those of the waits: 1 s for each answer of a camera, 10 s for a move or a silent
 // camera, 120 s for one that never settles, 3 s for a swing, 5 s for each stage of a trial.
 const std::vector<Command>& commands()
@@ -50,15 +54,11 @@ const std::vector<Command>& commands()
         {"dxlprecisiontest(2)", kServos, 10, 60, "Failed to open the servo bus"},
         {"laser(1)", kLaser, 1, 30},
         {"kinect", "", 0, 200},
-        {std::string("test(") + kCamera + "," + kServos + "," + kLaser + ")",
-         "",
-         13,
-         60,
-         "",
-         {"camera 81 01 06 02 0F 0F 0F 0F 0C 0E 00 00 00 00 FF",
-          "camera 81 01 06 02 0F 0F 00 00 00 00 0F 0F 0C 0E FF"}},
+        {std::string("test(") + kCamera + "," + kServos + "," + kLaser + ")", "", 13, 60, "",
+         "camera 81 01 06 02 0F 0F (0F 0F 0C 0E 00 00 00 00|00 00 00 00 0F 0F 0C 0E) FF"},
         {"motortest(2000,2100,2000,2100,2)", kServos, 4, 30,
-         "Timeout while waiting for|Error reading ID from|Failed to open the servo bus"},
+         "Timeout while waiting for|Error reading ID from|Failed to open the servo bus", "",
+         "servos FF FF 0[12] 05 03 1E .. 0[78] .."},
     };
     return table;
 }
@@ -70,13 +70,23 @@ struct Options
     std::string only;
 };
 
+/// The row of the table that the run belongs to.
+std::string faultOf(const Run& run)
+{
+    if (run.interruptAt_ms > 0) return "(interrupted)";
+    return run.fault.empty() ? kHealthy : run.fault.substr(0, run.fault.find('='));
+}
+
+/// Not a distribution of the standard library: their numbers differ from one to the next.
+int drawFrom(std::mt19937* random, int lowest, int highest)
+{
+    return lowest + static_cast<int>((*random)() % static_cast<unsigned>(highest - lowest + 1));
+}
+
 /// A moment, a count or a servo that nobody has chosen, the same ones for each seed.
 std::string withValue(const rigsim::FaultKind& kind, int length_ms, std::mt19937* random)
 {
-    // Not a distribution of the standard library: their numbers differ from one to the next.
-    const auto draw = [&](int lowest, int highest) {
-        return lowest + static_cast<int>((*random)() % static_cast<unsigned>(highest - lowest + 1));
-    };
+    const auto draw = [random](int from, int to) { return drawFrom(random, from, to); };
     const std::string name = kind.name;
     if (kind.fallback && draw(0, 2) == 0) return name;
     switch (kind.value) {
@@ -98,16 +108,38 @@ bool isTold(const Outcome& outcome, const char* level)
     return outcome.log.find(std::string(" ") + level + " ") != std::string::npos;
 }
 
-int expectedStatus(const Command& command, const std::string& log)
+bool holds(const std::string& text, const std::string& expression)
 {
-    if (command.failure.empty()) return 0;
-    return std::regex_search(log, std::regex(command.failure)) ? 1 : 0;
+    return !expression.empty() && std::regex_search(text, std::regex(expression));
+}
+
+int expectedStatus(const Run& run, const Outcome& outcome)
+{
+    const bool isInterrupted = run.interruptAt_ms > 0 && !outcome.time_ms;
+    if (isInterrupted) return kInterrupted;
+    return holds(outcome.log, run.command->failure) ? 1 : 0;
+}
+
+bool isOrdered(const Run& run, const Outcome& healthy, const std::string& order)
+{
+    return healthy.orders.count(order) > 0 || holds(order, run.command->otherOrders) ||
+           (run.interruptAt_ms > 0 && holds(order, run.command->lastOrders));
+}
+
+/// Where the axes are sent, and which servos hold.
+nlohmann::json posture(const nlohmann::json& state)
+{
+    const auto& camera = state["camera"];
+    nlohmann::json result = {camera["panGoal"], camera["tiltGoal"], camera["zoomGoal"]};
+    for (const auto& servo : state["servos"])
+        for (const char* value : {"goal", "torque"}) result.push_back(servo[value]);
+    return result;
 }
 
 /// What is wrong with the state of the rig after a run.
-std::vector<std::string> checkRig(const Command& command, const std::string& text)
+std::vector<std::string> checkRig(const Run& run, const Outcome& outcome, const Outcome& healthy)
 {
-    const auto state = nlohmann::json::parse(text, nullptr, false);
+    const auto state = nlohmann::json::parse(outcome.state, nullptr, false);
     if (state.is_discarded()) return {"the rig left no state"};
     std::vector<std::string> faults;
     for (const auto& [device, adapter] : state["adapters"].items()) {
@@ -118,33 +150,35 @@ std::vector<std::string> checkRig(const Command& command, const std::string& tex
     }
     if (state["kinect"]["isStreaming"] && state["kinect"]["isPlugged"])
         faults.push_back("the Kinect still streams");
-    if (command.name() == "test" && state["laser"]["isOn"])
-        faults.push_back("the laser is still on");
+    if (run.command->name() != "test") return faults;
+    if (state["laser"]["isOn"]) faults.push_back("the laser is still on");
+    if (outcome.status == kInterrupted &&
+        posture(state) != posture(nlohmann::json::parse(healthy.state)))
+        faults.push_back("the axes are not back: " + posture(state).dump());
     return faults;
 }
 
 /// What is wrong with a run.
 std::vector<std::string> check(const Run& run, const Outcome& outcome, const Outcome& healthy)
 {
-    std::vector<std::string> faults = checkRig(*run.command, outcome.state);
-    const int status = expectedStatus(*run.command, outcome.log);
+    std::vector<std::string> faults = checkRig(run, outcome, healthy);
+    const int status = expectedStatus(run, outcome);
     if (outcome.status != status)
         faults.push_back("status " + std::to_string(outcome.status) + ", not " +
                          std::to_string(status));
     for (const char* report : {"ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "runtime error:"})
         if (outcome.log.find(report) != std::string::npos) faults.emplace_back(report);
-    if (!outcome.time_ms)
+    if (!outcome.time_ms && run.interruptAt_ms == 0)
         faults.emplace_back("it did not end by itself");
-    else if (*outcome.time_ms > run.command->bound_s * 1000)
+    if (outcome.time_ms.value_or(0) > run.command->bound_s * 1000)
         faults.push_back("it took " + std::to_string(*outcome.time_ms) + " ms");
     if (!outcome.leftOpen.empty()) faults.push_back("left open: " + outcome.leftOpen);
 
-    const Command& command = *run.command;
     for (const std::string& order : outcome.orders)
-        if (healthy.orders.count(order) + command.otherOrders.count(order) == 0)
-            faults.push_back("nobody ordered " + order);
-    if (isTold(outcome, "[2]") || isTold(outcome, "[3]")) return faults;
-    if (command.name().rfind("dxlget", 0) == 0 && outcome.log != healthy.log)
+        if (!isOrdered(run, healthy, order)) faults.push_back("nobody ordered " + order);
+    if (outcome.status == kInterrupted || isTold(outcome, "[2]") || isTold(outcome, "[3]"))
+        return faults;
+    if (run.command->name().rfind("dxlget", 0) == 0 && outcome.log != healthy.log)
         faults.emplace_back("it reads what is not there");
     for (const std::string& order : healthy.orders)
         if (outcome.orders.count(order) == 0)
@@ -153,9 +187,10 @@ std::vector<std::string> check(const Run& run, const Outcome& outcome, const Out
 }
 
 /// ".", as on a healthy rig; "w", with a warning; "f", with a failure told; "1", ended with
-/// status 1.
+/// status 1; "i", ended by the interrupt.
 char letterOf(const Outcome& outcome)
 {
+    if (outcome.status == kInterrupted) return 'i';
     if (outcome.status != 0) return '1';
     if (isTold(outcome, "[2]")) return 'f';
     return isTold(outcome, "[3]") ? 'w' : '.';
@@ -177,12 +212,12 @@ class Matrix
     /// @return whether all is well
     bool run()
     {
-        for (const Command& command : commands()) m_runs.push_back({&command, ""});
+        for (const Command& command : commands()) m_runs.push_back({&command, "", 0});
         runFrom(0);
         addFaultyRuns();
         runFrom(commands().size());
         std::fputs(table().c_str(), stdout);
-        std::printf("%zu runs, %d of them with what must not be\n", m_letters.size(), m_bad);
+        std::printf("%zu runs, %d of them with what must not be\n", m_runs.size(), m_bad);
         return m_bad == 0;
     }
 
@@ -190,16 +225,24 @@ class Matrix
     void addFaultyRuns()
     {
         std::mt19937 random(m_options.seed);
-        int number = 0;
-        for (const rigsim::FaultKind& kind : rigsim::faultKinds()) {
-            for (const Command& command : commands()) {
-                const int length_ms = m_healthy[&command].time_ms.value_or(1000);
-                const Run run = {&command, withValue(kind, length_ms, &random)};
-                const bool isNamed =
-                    (command.text + " " + run.fault).find(m_options.only) != std::string::npos;
-                if (isNamed && number++ % m_options.every == 0) m_runs.push_back(run);
-            }
-        }
+        for (const rigsim::FaultKind& kind : rigsim::faultKinds())
+            for (const Command& command : commands())
+                addRun({&command, withValue(kind, healthyTime_ms(command), &random), 0});
+        for (int i = 0; i < kInterrupts; ++i)
+            for (const Command& command : commands())
+                addRun({&command, "", drawFrom(&random, 1, healthyTime_ms(command))});
+    }
+
+    int healthyTime_ms(const Command& command)
+    {
+        return std::max(1, m_healthy[&command].time_ms.value_or(1000));
+    }
+
+    void addRun(const Run& run)
+    {
+        const std::string name = run.command->text + " " + faultOf(run);
+        const bool isNamed = name.find(m_options.only) != std::string::npos;
+        if (isNamed && m_drawn++ % m_options.every == 0) m_runs.push_back(run);
     }
 
     /// Most of a run is waiting. Those of the Kinect work hard and write the same pictures: one
@@ -229,7 +272,7 @@ class Matrix
 
         const std::lock_guard lock(m_mutex);
         std::vector<std::string> faults;
-        if (run.fault.empty()) {
+        if (faultOf(run) == kHealthy) {
             m_healthy[run.command] = outcome;
             if (outcome.orders.size() != static_cast<size_t>(run.command->orders))
                 faults.push_back(std::to_string(outcome.orders.size()) + " orders");
@@ -238,8 +281,7 @@ class Matrix
         const auto wrong = check(run, outcome, m_healthy[run.command]);
         faults.insert(faults.end(), wrong.begin(), wrong.end());
         if (!faults.empty()) tell(run, outcome, faults);
-        m_letters[{run.fault.substr(0, run.fault.find('=')), run.command->name()}] =
-            letterOf(outcome);
+        m_letters[{faultOf(run), run.command->name()}] = letterOf(outcome);
     }
 
     void tell(const Run& run, const Outcome& outcome, const std::vector<std::string>& faults)
@@ -268,7 +310,7 @@ class Matrix
 
     std::string rowOf(const std::string& fault) const
     {
-        std::string text = "| " + (fault.empty() ? "(healthy)" : fault) + " |";
+        std::string text = "| " + fault + " |";
         for (const Command& command : commands()) {
             const auto found = m_letters.find({fault, command.name()});
             text += std::string(" ") + (found == m_letters.end() ? ' ' : found->second) + " |";
@@ -282,6 +324,7 @@ class Matrix
     std::mutex m_mutex;
     std::map<const Command*, Outcome> m_healthy;
     std::map<std::pair<std::string, std::string>, char> m_letters;  ///< by fault and command
+    int m_drawn = 0;
     int m_bad = 0;
 };
 

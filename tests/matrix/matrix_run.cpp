@@ -136,6 +136,8 @@ std::string describe(const Run& run)
     for (const std::string& word : rigOf(run)) text += word + " ";
     text += "--";
     for (const std::string& word : toolOf(*run.command)) text += " '" + word + "'";
+    if (run.interruptAt_ms > 0)
+        text += "   # Ctrl-C after " + std::to_string(run.interruptAt_ms) + " ms";
     return text;
 }
 
@@ -149,8 +151,12 @@ Outcome runOnRig(const Run& run, const fs::path& folder)
                                       std::to_string(run.command->bound_s / speed + kStartUp_s)};
     const std::vector<std::string> rig = rigOf(run);
     words.insert(words.end(), rig.begin(), rig.end());
+    words.insert(words.end(), {"--trace", trace, "--state", state, "--"});
+    if (run.interruptAt_ms > 0)
+        words.insert(words.end(), {"/usr/bin/timeout", "--preserve-status", "--signal=INT",
+                                   std::to_string(run.interruptAt_ms / 1000.0 / speed)});
     words.insert(words.end(),
-                 {"--trace", trace, "--state", state, "--", "/bin/sh", "-c",
+                 {"/bin/sh", "-c",
                   "FAST_CLOCK_SPEED=$0 FAST_CLOCK_REPORT=$1 LD_PRELOAD=" FAST_CLOCK ":$LD_PRELOAD; "
                   "export FAST_CLOCK_SPEED FAST_CLOCK_REPORT LD_PRELOAD; shift; exec \"$@\"",
                   std::to_string(speed), report});

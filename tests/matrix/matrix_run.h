@@ -18,8 +18,10 @@ struct Command
     int bound_s;         ///< the longest it may take by the rig's clock, whatever happens
     /// Of its log when it ends with status 1, a regular expression; empty where it never does.
     std::string failure = {};
-    /// What it may order too, on a rig that does not do the first.
-    std::set<std::string> otherOrders = {};
+    /// What it may order too, on a rig that does not do the first; a regular expression.
+    std::string otherOrders = {};
+    /// What it may order when it is interrupted, to bring the rig to rest; likewise.
+    std::string lastOrders = {};
 
     std::string name() const { return text.substr(0, text.find('(')); }
     bool isKinect() const { return text == "kinect"; }
@@ -29,7 +31,8 @@ struct Command
 struct Run
 {
     const Command* command;
-    std::string fault;  ///< as it is typed; empty: a healthy rig
+    std::string fault;       ///< as it is typed; empty: a healthy rig
+    int interruptAt_ms = 0;  ///< by the rig's clock, when Ctrl-C is typed; 0: never
 };
 
 /// What came of it.
