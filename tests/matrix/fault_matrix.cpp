@@ -152,8 +152,8 @@ std::vector<std::string> checkRig(const Run& run, const Outcome& outcome, const 
         faults.push_back("the Kinect still streams");
     if (run.command->name() != "test") return faults;
     if (state["laser"]["isOn"]) faults.push_back("the laser is still on");
-    if (outcome.status == kInterrupted &&
-        posture(state) != posture(nlohmann::json::parse(healthy.state)))
+    const bool isBack = posture(state) == posture(nlohmann::json::parse(healthy.state));
+    if (outcome.status == kInterrupted && !isBack && !isTold(outcome, "[3]"))
         faults.push_back("the axes are not back: " + posture(state).dump());
     return faults;
 }
@@ -265,14 +265,18 @@ class Matrix
     void runOne(size_t number)
     {
         const Run& run = m_runs[number];
+        const bool isHealthy = faultOf(run) == kHealthy;
         const fs::path folder = m_folder / std::to_string(number);
         fs::create_directory(folder);
-        const Outcome outcome = matrix::runOnRig(run, folder);
+        Outcome outcome = matrix::runOnRig(run, folder);
+        // A machine that is too busy to hear a servo is no measure for the others.
+        for (int attempt = 1; isHealthy && letterOf(outcome) != '.' && attempt < 3; ++attempt)
+            outcome = matrix::runOnRig(run, folder);
         fs::remove_all(folder);
 
         const std::lock_guard lock(m_mutex);
         std::vector<std::string> faults;
-        if (faultOf(run) == kHealthy) {
+        if (isHealthy) {
             m_healthy[run.command] = outcome;
             if (outcome.orders.size() != static_cast<size_t>(run.command->orders))
                 faults.push_back(std::to_string(outcome.orders.size()) + " orders");
