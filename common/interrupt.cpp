@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "common/logging.h"
+#include "common/time.h"
 
 namespace quill
 {
@@ -21,6 +22,9 @@ namespace
 
 constexpr int kWarning = 3;
 constexpr const char* kCategory = "interrupt";
+
+/// Signals that come closer together are one order to end.
+constexpr Duration kOneOrder = milliseconds(500);
 
 struct WatchedSignal
 {
@@ -33,6 +37,7 @@ int s_descriptor = -1;
 bool s_cleaningUp = false;
 std::atomic<int> s_delays = 0;  // exchanges may run in other threads
 volatile std::sig_atomic_t s_arrived = 0;
+std::atomic<uint64_t> s_arrivedAt = 0;  // ns
 
 std::list<std::function<void()>>& cleanups()
 {
@@ -43,9 +48,16 @@ std::list<std::function<void()>>& cleanups()
 void onSignal(int number)
 {
     const int savedErrno = errno;
-    s_arrived = number;
-    const uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = ::write(s_descriptor, &one, sizeof one);
+    const Time now = Time::now();
+    if (s_arrived == 0) {
+        s_arrived = number;
+        s_arrivedAt = now.nanoseconds();
+        const uint64_t one = 1;
+        [[maybe_unused]] const ssize_t written = ::write(s_descriptor, &one, sizeof one);
+    } else if (now - Time(s_arrivedAt) > kOneOrder) {
+        ::signal(number, SIG_DFL);
+        ::raise(number);  // kills when this handler returns
+    }
     errno = savedErrno;
 }
 
@@ -85,7 +97,6 @@ void watchInterrupts()
         if (signal.before.sa_handler == SIG_IGN) continue;
         struct sigaction action = {};
         action.sa_handler = onSignal;
-        action.sa_flags = static_cast<int>(SA_RESETHAND);
         ::sigaction(signal.number, &action, nullptr);
     }
 }

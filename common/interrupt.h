@@ -8,7 +8,8 @@
 /// Ending a run from outside: Ctrl-C (SIGINT), SIGTERM and SIGHUP. The signal only makes a
 /// descriptor readable; every wait of the process (sleep(), the serial lines) polls it too and
 /// calls endInterrupted(), which brings the hardware to a safe state in ordinary code, not in a
-/// signal handler, and then lets the process die of the signal. A second signal kills at once.
+/// signal handler, and then lets the process die of the signal. A second signal kills at once,
+/// unless it comes within half a second: timeout(1) sends one to the process and one to its group.
 namespace quill
 {
 

@@ -80,6 +80,27 @@ TEST(InterruptDeathTest, WaitsForTheEndOfADelay)
     EXPECT_EXIT(run(), testing::KilledBySignal(SIGINT), "^not cut\\.$");
 }
 
+TEST(InterruptDeathTest, ASecondSignalKillsUnlessItComesWithTheFirst)
+{
+    const auto run = [](std::chrono::milliseconds pause) {
+        const auto guard = g_common_init->init();
+        std::thread sender([pause, main = pthread_self()] {
+            pthread_kill(main, SIGTERM);
+            std::this_thread::sleep_for(pause);
+            pthread_kill(main, SIGTERM);
+        });
+        const InterruptCleanup cleanUp([] {
+            sleep(milliseconds(1000));
+            printOnInterrupt("done.");
+        });
+        sleep(seconds(100));
+        sender.join();
+    };
+    const auto killed = testing::KilledBySignal(SIGTERM);
+    EXPECT_EXIT(run(std::chrono::milliseconds(1)), killed, "^done\\.$");
+    EXPECT_EXIT(run(std::chrono::milliseconds(600)), killed, "^$");
+}
+
 TEST(InterruptDeathTest, StaysIgnoredWhereTheProcessWasStartedSo)
 {
     const auto run = [] {

@@ -115,8 +115,7 @@ bool holds(const std::string& text, const std::string& expression)
 
 int expectedStatus(const Run& run, const Outcome& outcome)
 {
-    const bool isInterrupted = run.interruptAt_ms > 0 && !outcome.time_ms;
-    if (isInterrupted) return kInterrupted;
+    if (run.interruptAt_ms > 0 && outcome.status == kInterrupted) return kInterrupted;
     return holds(outcome.log, run.command->failure) ? 1 : 0;
 }
 
@@ -168,8 +167,7 @@ std::vector<std::string> check(const Run& run, const Outcome& outcome, const Out
                          std::to_string(status));
     for (const char* report : {"ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "runtime error:"})
         if (outcome.log.find(report) != std::string::npos) faults.emplace_back(report);
-    if (!outcome.time_ms && run.interruptAt_ms == 0)
-        faults.emplace_back("it did not end by itself");
+    if (!outcome.time_ms && status != kInterrupted) faults.emplace_back("it did not end by itself");
     if (outcome.time_ms.value_or(0) > run.command->bound_s * 1000)
         faults.push_back("it took " + std::to_string(*outcome.time_ms) + " ms");
     if (!outcome.leftOpen.empty()) faults.push_back("left open: " + outcome.leftOpen);
