@@ -30,7 +30,7 @@ constexpr const char* kServos = "/dev/ttyUSB1";
 constexpr const char* kLaser = "/dev/ttyUSB2";
 
 constexpr const char* kHealthy = "(healthy)";
-constexpr int kInterrupts = 6;  ///< of each command
+constexpr int kInterrupts = 10;  ///< of each command, one in each tenth of its time
 constexpr int kInterrupted = 130;
 
 // The bounds are those of the waits: 1 s for each answer of a camera, 10 s for a move or a silent
@@ -227,8 +227,11 @@ class Matrix
             for (const Command& command : commands())
                 addRun({&command, withValue(kind, healthyTime_ms(command), &random), 0});
         for (int i = 0; i < kInterrupts; ++i)
-            for (const Command& command : commands())
-                addRun({&command, "", drawFrom(&random, 1, healthyTime_ms(command))});
+            for (const Command& command : commands()) {
+                const int from = 1 + healthyTime_ms(command) * i / kInterrupts;
+                const int to = healthyTime_ms(command) * (i + 1) / kInterrupts;
+                addRun({&command, "", drawFrom(&random, from, std::max(from, to))});
+            }
     }
 
     int healthyTime_ms(const Command& command)

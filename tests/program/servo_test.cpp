@@ -49,23 +49,6 @@ TEST(ServoCommand, ScanListsEveryServoOnceAtItsOwnRate)
             "Device ID 2, baudnum=34\n  Model [^D]*"));
 }
 
-TEST(ServoCommand, MotorTestPassesOnAHealthyRigAndFailsOnABlockedAxis)
-{
-    const Ended passed = run({}, "motortest(2000,2100,2000,2100,1)");
-    EXPECT_EQ(passed.status, 0);
-    EXPECT_THAT(passed.err, HasSubstr("==== Motor test finished successfully. ===="));
-
-    const Ended blocked =
-        run({"servos.stuck=2"}, "motortest(1000,3000,1000,3000,60);dxlgetbyte(1,3)");
-    EXPECT_EQ(blocked.status, 1);
-    EXPECT_THAT(blocked.err, HasSubstr("Timeout while waiting for tilt motor"));
-    EXPECT_THAT(blocked.err, Not(HasSubstr("ID 1 Addr"))) << "nothing runs after it";
-
-    const Ended wrongId = run({"servos.wrong-id=2"}, "motortest(2000,2100,2000,2100,60)");
-    EXPECT_EQ(wrongId.status, 1);
-    EXPECT_THAT(wrongId.err, HasSubstr("Error reading ID from tilt motor"));
-}
-
 TEST(ServoCommand, InterruptedMotorTestHoldsBothServosWhereTheyAre)
 {
     const rigsim::Rig rig;
@@ -127,32 +110,6 @@ TEST(ServoCommand, BusThatCannotBeOpenedEndsTheTestsWithStatusOne)
     negative.insert(negative.end(), {"-t", "dxlbaudnum=-1"});
     EXPECT_THAT(support::run(negative).err,
                 HasSubstr("Failed to open USB2Dynamixel at " + rig.servosPath()));
-}
-
-TEST(ServoCommand, PrecisionTestDrawsTheSameTargetsEveryTimeAndItsMarginsMatter)
-{
-    const auto precision = [](const char* margins) {
-        rigsim::RigOptions options;
-        options.speed = 10;
-        const rigsim::Rig rig(options);
-        std::vector<std::string> arguments = on(rig, "dxlprecisiontest(4)");
-        for (const char* setting : {"margin1pos=", "margin1neg=", "margin2="})
-            if (*margins != '\0')
-                arguments.insert(arguments.end(), {"-t", std::string(setting) + margins});
-        return support::run(arguments).out;
-    };
-    const auto steps = [](const std::string& out) {
-        std::string found;
-        std::istringstream lines(out);
-        for (std::string line; std::getline(lines, line) && line[0] != 'A';)
-            found += line.substr(0, line.rfind(' ')) + "\n";
-        return found;
-    };
-    const std::string tuned = precision("");
-    const std::string plain = precision("0");
-    EXPECT_EQ(std::count(tuned.begin(), tuned.end(), '\n'), 10);
-    EXPECT_EQ(steps(tuned), steps(plain)) << "random() is never seeded";
-    EXPECT_NE(tuned, plain) << "the margins change the errors";
 }
 
 }  // namespace
