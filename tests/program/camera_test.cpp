@@ -36,19 +36,6 @@ TEST(CameraCommand, PulledPlugEndsTheWaitAtOnce)
     EXPECT_THAT(ended.err, HasSubstr("Failed to open VISCA camera.")) << "the list went on";
 }
 
-TEST(CameraCommand, InterruptEndsTheWaitAtOnceAndClosesTheLine)
-{
-    const rigsim::Rig rig({{"camera.restless"}});
-    support::Process tool(on(rig, "pantilt(10,0);getpantiltzoom"));
-    ASSERT_TRUE(tool.waitForError("setPanTilt(10,0)"));
-    const Time start = Time::now();
-    tool.signal(SIGINT);
-    const Ended ended = tool.wait();
-    EXPECT_LT(Time::now() - start, seconds(5));
-    EXPECT_EQ(ended.status, 130);
-    EXPECT_EQ(support::run(on(rig, "getpantiltzoom")).err.find("Failed"), std::string::npos);
-}
-
 TEST(CameraCommand, SecondRunOnTheSameLineIsToldWhoHoldsItAndSendsNothing)
 {
     const rigsim::Rig rig({{"camera.restless"}});

@@ -12,34 +12,17 @@ namespace
 {
 
 using quill::seconds;
-using quill::Time;
 using support::Ended;
-using testing::ContainsRegex;
-using testing::HasSubstr;
-using testing::Not;
-
-/// A rig whose pan servo answers from the first baud number of a scan on.
-rigsim::RigOptions panServoAtBaudNumber(uint8_t baudNumber)
-{
-    rigsim::RigOptions options;
-    options.servos[0].baudNumber = baudNumber;
-    return options;
-}
 
 std::vector<std::string> on(const rigsim::Rig& rig, const std::string& commands)
 {
     return {RIGTOOL, "-t", "device=" + rig.servosPath(), "-t", "commands=" + commands};
 }
 
-Ended run(std::initializer_list<const char*> faults, const std::string& commands)
-{
-    const rigsim::Rig rig({rigsim::Faults(faults)});
-    return support::run(on(rig, commands));
-}
-
 TEST(ServoCommand, ScanListsEveryServoOnceAtItsOwnRate)
 {
-    const Ended ended = run({}, "dxldump(34,7)");
+    const rigsim::Rig rig;
+    const Ended ended = support::run(on(rig, "dxldump(34,7)"));
     EXPECT_THAT(
         ended.err,
         testing::MatchesRegex(
@@ -82,19 +65,6 @@ TEST(ServoCommand, EveryRunPutsTheAdaptersLatencyBack)
     EXPECT_EQ(ended.out, "16116") << ended.err;
 }
 
-TEST(ServoCommand, InterruptEndsAScanAtOnceAndClosesTheLine)
-{
-    const rigsim::Rig rig(panServoAtBaudNumber(1));
-    support::Process tool(on(rig, "dxldump(34,252)"));
-    ASSERT_TRUE(rig.waitForServo(
-        1, [](const auto& servo) { return servo.reads > 0; }, seconds(30)));
-    const Time start = Time::now();
-    tool.signal(SIGINT);
-    EXPECT_EQ(tool.wait().status, 130);
-    EXPECT_LT(Time::now() - start, seconds(5));
-    EXPECT_EQ(support::run(on(rig, "dxlgetbyte(2,3)")).err, "ID 2 Addr: 3 value=2 0x02\n");
-}
-
 TEST(ServoCommand, BusThatCannotBeOpenedEndsTheTestsWithStatusOne)
 {
     for (const char* command : {"motortest(1,2,3,4,5);kinect", "dxlprecisiontest(3);kinect"}) {
@@ -109,7 +79,7 @@ TEST(ServoCommand, BusThatCannotBeOpenedEndsTheTestsWithStatusOne)
     std::vector<std::string> negative = on(rig, "dxlgetbyte(1,3)");
     negative.insert(negative.end(), {"-t", "dxlbaudnum=-1"});
     EXPECT_THAT(support::run(negative).err,
-                HasSubstr("Failed to open USB2Dynamixel at " + rig.servosPath()));
+                testing::HasSubstr("Failed to open USB2Dynamixel at " + rig.servosPath()));
 }
 
 }  // namespace
