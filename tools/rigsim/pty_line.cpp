@@ -6,6 +6,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <system_error>
@@ -68,6 +69,15 @@ void PtyLine::addName(const std::filesystem::path& name)
     if (!isPlugged()) return;
     std::filesystem::create_symlink(m_terminal, name);
     m_names.push_back(name);
+}
+
+void PtyLine::removeName(const std::filesystem::path& name)
+{
+    const auto found = std::find(m_names.begin(), m_names.end(), name);
+    if (found == m_names.end()) return;
+    std::error_code gone;
+    std::filesystem::remove(name, gone);
+    m_names.erase(found);
 }
 
 unsigned PtyLine::bitRate() const

@@ -34,6 +34,8 @@ class PtyLine
     /// next owner.
     /// @throw std::filesystem::filesystem_error
     void addName(const std::filesystem::path& name);
+    /// Takes such a link away, if the cable has not done so.
+    void removeName(const std::filesystem::path& name);
 
     /// The master's descriptor, for poll(); -1 once unplugged.
     int descriptor() const { return m_master; }

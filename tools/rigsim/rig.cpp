@@ -145,6 +145,12 @@ void Rig::addPath(const std::string& device, const std::filesystem::path& path)
     deviceOf(device).pty.addName(path);
 }
 
+void Rig::removePath(const std::string& device, const std::filesystem::path& path)
+{
+    const std::lock_guard lock(m_mutex);
+    deviceOf(device).pty.removeName(path);
+}
+
 std::vector<Bytes> Rig::cameraPackets() const
 {
     const std::lock_guard lock(m_mutex);

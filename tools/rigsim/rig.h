@@ -91,6 +91,8 @@ class Rig
     /// in place of what is there.
     /// @throw std::filesystem::filesystem_error
     void addPath(const std::string& device, const std::filesystem::path& path);
+    /// Takes it away; the rig does not touch the path any more when this returns.
+    void removePath(const std::string& device, const std::filesystem::path& path);
 
     /// Pulls the cable; done when it returns.
     void unplugCamera() { unplug(m_camera.device); }

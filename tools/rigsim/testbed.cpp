@@ -57,6 +57,12 @@ void replaceByLink(const fs::path& path, const fs::path& target)
 
 struct Testbed::Impl
 {
+    explicit Impl(Rig& theRig) : rig(theRig) {}
+    ~Impl();
+    Impl(const Impl&) = delete;
+    Impl& operator=(const Impl&) = delete;
+
+    Rig& rig;
     // Before the testbed, hence there as long as its thread calls them.
     std::vector<std::unique_ptr<TtyIoctls>> ttys;
     std::vector<std::unique_ptr<UsbIoctls>> adapters;
@@ -67,10 +73,18 @@ struct Testbed::Impl
 
     void addDevices(const std::string& description, const std::string& subject) const;
     void attach(const std::string& node, UMockdevIoctlBase* handler) const;
-    void addLine(Rig* rig, const Rig::Line& line, int minor);
-    void addTty(Rig* rig, const Rig::Line& line, int minor);
+    fs::path ttyPath(const Rig::Line& line) const { return root / "dev" / line.node; }
+    void addLine(const Rig::Line& line, int minor);
+    void addTty(const Rig::Line& line, int minor);
     void addLastingName(const Rig::Line& line, int minor) const;
 };
+
+// The library ends the process when somebody else removes a file that it is just about to remove:
+// no cable may be pulled from then on.
+Testbed::Impl::~Impl()
+{
+    for (const Rig::Line& line : rig.lines()) rig.removePath(line.device, ttyPath(line));
+}
 
 void Testbed::Impl::addDevices(const std::string& description, const std::string& subject) const
 {
@@ -87,22 +101,22 @@ void Testbed::Impl::attach(const std::string& node, UMockdevIoctlBase* handler) 
     require(done, error, path);
 }
 
-void Testbed::Impl::addLine(Rig* rig, const Rig::Line& line, int minor)
+void Testbed::Impl::addLine(const Rig::Line& line, int minor)
 {
     addDevices(adapterTree(line, minor), line.node);
-    addTty(rig, line, minor);
+    addTty(line, minor);
 
-    adapters.push_back(std::make_unique<UsbIoctls>(rig, line.device));
+    adapters.push_back(std::make_unique<UsbIoctls>(&rig, line.device));
     attach(usbNode(line), adapters.back()->handler());
     // Root may open everything but what has no way to be written: the system's attributes.
-    if (rig->faults().has("cbus.no-permission"))
+    if (rig.faults().has("cbus.no-permission"))
         replaceByLink(root / "dev" / usbNode(line), "/sys/kernel/uevent_seqnum");
 }
 
-void Testbed::Impl::addTty(Rig* rig, const Rig::Line& line, int minor)
+void Testbed::Impl::addTty(const Rig::Line& line, int minor)
 {
     // A pty of the library's own stands there now; ours takes its place.
-    rig->addPath(line.device, root / "dev" / line.node);
+    rig.addPath(line.device, ttyPath(line));
     ttys.push_back(std::make_unique<TtyIoctls>(testbed.get(), serialPortPath(line)));
     attach(line.node, ttys.back()->handler());
     addLastingName(line, minor);
@@ -123,7 +137,7 @@ void Testbed::Impl::addLastingName(const Rig::Line& line, int minor) const
     attach(name, ttys.back()->handler());
 }
 
-Testbed::Testbed(Rig& rig) : m_impl(std::make_unique<Impl>())
+Testbed::Testbed(Rig& rig) : m_impl(std::make_unique<Impl>(rig))
 {
     (void)temporaryRoot();  // the library would end the process where it is unusable
     m_impl->preload = preloadPath();
@@ -136,7 +150,7 @@ Testbed::Testbed(Rig& rig) : m_impl(std::make_unique<Impl>())
     m_impl->addDevices(kinectUsbTree(rig.kinectState()), "usb2");
     m_impl->kinectSocket = rig.kinect().path();
     int minor = 0;
-    for (const Rig::Line& line : rig.lines()) m_impl->addLine(&rig, line, minor++);
+    for (const Rig::Line& line : rig.lines()) m_impl->addLine(line, minor++);
 }
 
 Testbed::~Testbed() = default;
