@@ -40,12 +40,12 @@ struct Outcome
 {
     int status = -1;
     std::string log;  ///< what it said on standard error
-    std::set<std::string>
-        orders;         ///< what the devices heard beside questions: "servos 01 05 03 1E"
+    /// What the devices heard beside questions: "laser A0 01 01 A2".
+    std::set<std::string> orders;
     std::string state;  ///< of the rig afterwards, JSON
-    std::optional<int>
-        time_ms;           ///< the tool's, by the rig's clock; none when it did not end by itself
-    std::string leftOpen;  ///< descriptors
+    /// How long it took by the rig's clock; nothing when it did not end by itself.
+    std::optional<int> time_ms;
+    std::string leftOpen;  ///< devices and files
 };
 
 /// The run as a shell command.
