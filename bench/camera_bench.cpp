@@ -1,5 +1,9 @@
 #include <benchmark/benchmark.h>
 
+#include <functional>
+#include <string>
+#include <vector>
+
 #include "child.h"
 #include "devices/visca/visca_camera.h"
 #include "tools/rigsim/rig.h"
