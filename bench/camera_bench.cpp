@@ -34,8 +34,11 @@ void runOnCamera(benchmark::State& state,
                  const std::function<std::vector<std::string>(const std::string&)>& program)
 {
     const rigsim::Rig rig;
-    for (auto _ : state)
-        if (!runChild(program(rig.cameraPath()))) state.SkipWithError("the program failed");
+    for (auto _ : state) {
+        if (runChild(program(rig.cameraPath()))) continue;
+        state.SkipWithError("the program failed");
+        break;
+    }
 }
 
 void toolOnCamera(benchmark::State& state)

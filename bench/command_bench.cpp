@@ -11,8 +11,11 @@ namespace
 
 void runRepeatedly(benchmark::State& state, const char* program)
 {
-    for (auto _ : state)
-        if (!runChild({program})) state.SkipWithError("the program did not run");
+    for (auto _ : state) {
+        if (runChild({program})) continue;
+        state.SkipWithError("the program did not run");
+        break;
+    }
 }
 
 void startEmptyProgram(benchmark::State& state)

@@ -29,6 +29,11 @@ bool FigureReporter::ReportContext(const Context& context)
 void FigureReporter::ReportRuns(const std::vector<Run>& runs)
 {
     for (const Run& run : runs) {
+        if (run.error_occurred) {
+            m_hasFailed = true;
+            std::fprintf(stderr, "%s: %s\n", run.run_name.function_name.c_str(),
+                         run.error_message.c_str());
+        }
         if (run.aggregate_name != "median") continue;
         const std::string& name = run.run_name.function_name;
         const double toNs = 1e9 / benchmark::GetTimeUnitMultiplier(run.time_unit);
@@ -47,7 +52,8 @@ void FigureReporter::printTable(const std::vector<Figure>& figures) const
         double reference = figure.referenceNs;
         if (figure.reference != nullptr) {
             const auto found = m_nanoseconds.find(figure.reference);
-            if (found != m_nanoseconds.end()) reference = found->second;
+            if (found == m_nanoseconds.end()) continue;
+            reference = found->second;
         }
         std::printf("%-34s %11s   %-26s %11s %7.3f  %s\n", figure.name,
                     inUnits(measured->second).c_str(), figure.beside, inUnits(reference).c_str(),

@@ -24,8 +24,11 @@ class FigureReporter : public benchmark::BenchmarkReporter
   public:
     bool ReportContext(const Context& context) override;
     void ReportRuns(const std::vector<Run>& runs) override;
+    /// Leaves out figures of benchmarks that did not run or failed.
     void printTable(const std::vector<Figure>& figures) const;
+    bool hasFailed() const { return m_hasFailed; }
 
   private:
+    bool m_hasFailed = false;
     std::map<std::string, double> m_nanoseconds;
 };

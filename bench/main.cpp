@@ -63,5 +63,5 @@ int main(int argc, char** argv)
         {"infrared frame to image, 512 x 424", "convertInfrared", "the target", nullptr, 1e6,
          "under 1 ms"},
     });
-    return 0;
+    return reporter.hasFailed() ? 1 : 0;
 }
