@@ -263,17 +263,23 @@ class Matrix
         for (std::thread& worker : workers) worker.join();
     }
 
+    Outcome runInFolder(const Run& run, size_t number) const
+    {
+        const fs::path folder = m_folder / std::to_string(number);
+        fs::create_directory(folder);
+        const Outcome outcome = matrix::runOnRig(run, folder);
+        fs::remove_all(folder);
+        return outcome;
+    }
+
     void runOne(size_t number)
     {
         const Run& run = m_runs[number];
         const bool isHealthy = faultOf(run) == kHealthy;
-        const fs::path folder = m_folder / std::to_string(number);
-        fs::create_directory(folder);
-        Outcome outcome = matrix::runOnRig(run, folder);
+        Outcome outcome = runInFolder(run, number);
         // A machine that is too busy to hear a servo is no measure for the others.
         for (int attempt = 1; isHealthy && letterOf(outcome) != '.' && attempt < 3; ++attempt)
-            outcome = matrix::runOnRig(run, folder);
-        fs::remove_all(folder);
+            outcome = runInFolder(run, number);
 
         const std::lock_guard lock(m_mutex);
         std::vector<std::string> faults;

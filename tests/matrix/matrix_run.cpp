@@ -55,6 +55,12 @@ Bytes receivedBy(const std::string& device, const fs::path& trace)
     return bytes;
 }
 
+Bytes part(const Bytes& bytes, size_t from, size_t end)
+{
+    const auto begin = bytes.begin();
+    return {begin + static_cast<ptrdiff_t>(from), begin + static_cast<ptrdiff_t>(end)};
+}
+
 // Packets that are cut off where the cable was pulled are no orders.
 
 void addCameraOrders(const Bytes& bytes, std::set<std::string>* orders)
@@ -78,21 +84,16 @@ void addServoOrders(const Bytes& bytes, std::set<std::string>* orders)
         const size_t end = at + kServoLengthOffset + 1 + bytes[at + kServoLengthOffset];
         const uint8_t instruction = bytes[at + kServoInstructionOffset];
         const bool isQuestion = instruction == 0x01 || instruction == 0x02;
-        const auto begin = bytes.begin();
         if (end > bytes.size()) return;
-        if (!isQuestion)
-            orders->insert(
-                hex("servos", {begin + static_cast<long>(at), begin + static_cast<long>(end)}));
+        if (!isQuestion) orders->insert(hex("servos", part(bytes, at, end)));
         at = end;
     }
 }
 
 void addLaserOrders(const Bytes& bytes, std::set<std::string>* orders)
 {
-    const auto begin = bytes.begin();
     for (size_t at = 0; at + kLaserOrderBytes <= bytes.size(); at += kLaserOrderBytes)
-        orders->insert(hex("laser", {begin + static_cast<long>(at),
-                                     begin + static_cast<long>(at + kLaserOrderBytes)}));
+        orders->insert(hex("laser", part(bytes, at, at + kLaserOrderBytes)));
 }
 
 std::string contents(const fs::path& path)
