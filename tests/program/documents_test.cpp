@@ -54,7 +54,8 @@ TEST_P(Document, ShowsWhatTheProgramsPrint)
     ASSERT_FALSE(examples.empty());
     for (const Example& example : examples) {
         const auto ended = support::run(
-            {"/bin/sh", "-c", "PATH=" PROGRAMS ":$PATH; exec 2>&1; " + example.command});
+            {"/bin/sh", "-c",
+             "PATH=" PATIENT_RIGTOOL ":" PROGRAMS ":$PATH; exec 2>&1; " + example.command});
         EXPECT_EQ(comparable(ended.out), comparable(example.output)) << example.command;
     }
 }
