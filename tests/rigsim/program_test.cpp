@@ -48,7 +48,7 @@ TEST_F(RigsimProgram, EndsAsItsCommandDoes)
         {"rigsim -- sh -c 'exit 7'", 7, ""},
         {"echo in | rigsim -- cat", 0, "in\n"},
         {"rigsim -- echo --fault -- --help", 0, "--fault -- --help\n"},
-        {"rigsim -- sh -c 'kill -9 $$'", 137, ""},
+        {"rigsim -- sh -c 'kill -PIPE $$'", 141, ""},
         {"rigsim -- no-such-command", 127, "rigsim: no-such-command: command not found\n"},
         {"rigsim -- /", 126, "rigsim: /: Permission denied\n"},
         {"TMPDIR=/nowhere; rigsim -- true", 125, "rigsim: temporary folder "},

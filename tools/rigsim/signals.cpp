@@ -28,6 +28,7 @@ Signals::Signals(bool serves)
     } else {
         std::signal(SIGCHLD, SIG_DFL);
         sigaddset(&m_waited, SIGCHLD);
+        sigaddset(&m_toDefault, SIGPIPE);  // ignored by the testbed's library, for rigsim only
         for (const int signal : {SIGINT, SIGQUIT}) {
             if (isIgnored(signal)) continue;
             std::signal(signal, SIG_IGN);

@@ -17,7 +17,8 @@ class Signals
     /// Waits for SIGTERM, SIGHUP, SIGCHLD, or SIGINT when serving. @return which one
     int wait() const;
 
-    /// What a new process is to begin with: the state found at construction.
+    /// What a new process is to begin with: the state found at construction, and SIGPIPE the
+    /// default, so that a reader that has gone means to COMMAND what it means on a real rig.
     const sigset_t& originalMask() const { return m_originalMask; }
     const sigset_t& toDefault() const { return m_toDefault; }
 
