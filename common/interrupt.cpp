@@ -20,7 +20,6 @@ namespace quill
 namespace
 {
 
-constexpr int kWarning = 3;
 constexpr const char* kCategory = "interrupt";
 
 /// Signals that come closer together are one order to end.

@@ -44,9 +44,9 @@ spdlog::logger& output()
 spdlog::level::level_enum colorLevel(int level)
 {
     switch (level) {
-        case 3: return spdlog::level::warn;
-        case 4: return spdlog::level::info;
-        default: return level < 3 ? spdlog::level::err : spdlog::level::trace;
+        case kWarning: return spdlog::level::warn;
+        case kResult: return spdlog::level::info;
+        default: return level < kWarning ? spdlog::level::err : spdlog::level::trace;
     }
 }
 

@@ -6,12 +6,19 @@
 #include "common/export.h"
 
 /// The log: one line per record on standard error, with time, level, category, text, file and line.
-/// Levels grow with detail: 2 failure, 3 warning of a device library with cause and remedy,
-/// 4 progress and results, 5 tracing, 6 bytes on the wire.
 namespace quill
 {
 
-constexpr int kDefaultLogLevel = 4;
+/// The levels grow with detail.
+enum LogLevel : int {
+    kFailure = 2,  ///< of a command
+    kWarning = 3,  ///< of a library, with cause and remedy
+    kResult = 4,   ///< and progress
+    kTrace = 5,
+    kWire = 6,  ///< every byte of a line
+};
+
+constexpr int kDefaultLogLevel = kResult;
 constexpr int kNoBreakLevel = 0;
 
 struct LogRecord
@@ -33,7 +40,7 @@ class QUILL_API LoggingFilter
     virtual bool accepts(const LogRecord& record) const = 0;
 };
 
-/// Shows records up to this level; 4 unless set.
+/// Shows records up to this level; kDefaultLogLevel unless set.
 QUILL_API void setLogLevel(int level);
 QUILL_API int logLevel();
 
@@ -77,7 +84,7 @@ class QUILL_API LoggingStream
 
 }  // namespace quill
 
-/// Stream form: QUILL_LOG(4, kCategory) << "id=" << id;
+/// Stream form: QUILL_LOG(kResult, kCategory) << "id=" << id;
 /// The values are evaluated only when the level is enabled. (`for` rather than `if`: the statement
 /// swallows no `else` that follows it.)
 #define QUILL_LOG(level, category)                                                              \
@@ -88,7 +95,7 @@ class QUILL_API LoggingStream
                                return &quillLogState;                                           \
                            }())
 
-/// Formatted form: QUILL_LOGF(4, kCategory, "setPanTilt(%d,%d)", pan, tilt);
+/// Formatted form: QUILL_LOGF(kResult, kCategory, "setPanTilt(%d,%d)", pan, tilt);
 #define QUILL_LOGF(level, category, ...)                                                  \
     do {                                                                                  \
         if (::quill::isLoggerEnabled(level, category)) {                                  \

@@ -12,8 +12,6 @@ namespace quill::dynamixel
 namespace
 {
 
-constexpr int kWarning = 3;
-constexpr int kDetail = 5;
 constexpr const char* kCategory = "dynamixel";
 
 constexpr int64_t kBitsPerByte = 10;  // start bit, eight data bits, stop bit
@@ -113,7 +111,7 @@ bool DxlBus::write(int id, int address, int value, Width width)
     auto error = awaitLateAnswer(id, 0);
     if (!error) error = exchange(*request, 0, &answer);
     if (isTimeout(error)) {
-        QUILL_LOG(kDetail, kCategory)
+        QUILL_LOG(kTrace, kCategory)
             << m_port.path() << ": " << what
             << ": no status (a servo with status return level 0 or 1 sends none)";
         return true;
@@ -280,7 +278,7 @@ void DxlBus::reportFailure(int id, const std::string& what, Error error)
     const bool expected = m_silenceExpected && error.number == ETIMEDOUT;
     const bool told = m_lineLost || (!expected && !isNews(id, what + error.reason));
     m_lineLost = m_lineLost || quill::isLineLost(error);
-    QUILL_LOG(expected || told ? kDetail : kWarning, kCategory) << error.text();
+    QUILL_LOG(expected || told ? kTrace : kWarning, kCategory) << error.text();
 }
 
 void DxlBus::reportErrorBits(const std::string& what, const StatusPacket& answer)

@@ -3,6 +3,7 @@
 #include "common/logging.h"
 #include "dxl_bus.h"
 
+using quill::kWarning;
 using quill::dynamixel::DxlBus;
 using quill::dynamixel::kByte;
 using quill::dynamixel::kWord;
@@ -10,7 +11,6 @@ using quill::dynamixel::kWord;
 namespace
 {
 
-constexpr int kWarning = 3;
 constexpr const char* kCategory = "dynamixel";
 
 bool isOpen(const std::unique_ptr<DxlBus>& bus)

@@ -8,7 +8,6 @@ namespace quill
 namespace
 {
 
-constexpr int kWarning = 3;
 constexpr const char* kCategory = "gpio";
 constexpr unsigned int kPins = 4;
 

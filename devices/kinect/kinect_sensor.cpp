@@ -16,8 +16,6 @@ namespace quill
 namespace
 {
 
-constexpr int kWarning = 3;
-constexpr int kTrace = 5;
 constexpr const char* kCategory = "kinect";
 
 /// Keeps the signals that end a run off the threads started meanwhile: they are for the main one.

@@ -8,7 +8,6 @@ namespace quill
 namespace
 {
 
-constexpr int kTrace = 5;
 constexpr const char* kCategory = "kinect";
 
 }  // namespace

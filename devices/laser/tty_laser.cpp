@@ -10,7 +10,6 @@ namespace quill
 namespace
 {
 
-constexpr int kWarning = 3;
 constexpr const char* kCategory = "laser";
 
 constexpr int kBitRate = 9600;

@@ -10,7 +10,6 @@ namespace quill::app
 namespace
 {
 
-constexpr int kWarning = 3;
 constexpr const char* kCategory = "rig_test";
 
 /// Long enough to be seen, and for the relay, which does not tell when it has switched.

@@ -9,7 +9,6 @@ namespace quill::app
 namespace
 {
 
-constexpr int kTrace = 5;
 constexpr const char* kCategory = "rig_test";
 
 }  // namespace

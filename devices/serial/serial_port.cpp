@@ -22,7 +22,6 @@ namespace quill
 namespace
 {
 
-constexpr int kTraceLevel = 6;
 constexpr const char* kCategory = "serial";
 
 /// Two ends up to 3 % apart still understand each other.
@@ -212,13 +211,13 @@ Error SerialPort::hungUp(const char* step) const
 
 void SerialPort::trace(const char* direction, const uint8_t* bytes, size_t size) const
 {
-    if (!isLoggerEnabled(kTraceLevel, kCategory)) return;
+    if (!isLoggerEnabled(kWire, kCategory)) return;
     std::string hex;
     for (size_t i = 0; i < size; ++i) {
         static const char digits[] = "0123456789abcdef";
         hex += {' ', digits[bytes[i] >> 4], digits[bytes[i] & 0x0F]};
     }
-    QUILL_LOG(kTraceLevel, kCategory) << m_path << " " << direction << hex;
+    QUILL_LOG(kWire, kCategory) << m_path << " " << direction << hex;
 }
 
 bool isLineLost(const Error& error)

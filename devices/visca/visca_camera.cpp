@@ -14,7 +14,6 @@ namespace
 using visca::Bytes;
 using visca::Conversation;
 
-constexpr int kWarning = 3;
 constexpr const char* kCategory = "visca";
 
 /// The result for a caller who wants a number; the cause goes to the log here, once.
