@@ -8,7 +8,8 @@
 #include "tools/orca/hardware_driver.h"
 
 // OpenCV's image files alone bring 140 libraries, some 60 ms at every start. Only the one command
-// that needs them pays for that.
+// that needs them pays for that, and only a computer with a sensor has to have them: the module is
+// a package of its own.
 
 namespace
 {
@@ -29,6 +30,11 @@ fs::path modulePath()
 Capture loadCapture()
 {
     const fs::path path = modulePath();
+    if (std::error_code error; !fs::exists(path, error)) {
+        QUILL_LOGF(kFailure, kLogCategory,
+                   "No Kinect module %s: install the package rigtool-kinect", path.c_str());
+        return nullptr;
+    }
     void* const module = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     void* const entry = module == nullptr ? nullptr : ::dlsym(module, "rigtool_kinect_capture");
     if (entry == nullptr)
