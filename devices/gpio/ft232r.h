@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "devices/serial/error.h"
+#include "common/error.h"
 
 struct ftdi_context;
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "devices/serial/error.h"
+#include "common/error.h"
 
 namespace quill
 {

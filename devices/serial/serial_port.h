@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "common/error.h"
 #include "common/time.h"
-#include "devices/serial/error.h"
 
 namespace quill
 {

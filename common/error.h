@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "common/export.h"
+
 namespace quill
 {
 
@@ -16,7 +18,7 @@ struct Error
     std::string remedy;   ///< what the operator can do; may be empty
 
     /// "/dev/ttyUSB0: open: Permission denied (add yourself to the group dialout)"
-    std::string text() const;
+    QUILL_API std::string text() const;
 };
 
 }  // namespace quill

@@ -1,4 +1,4 @@
-#include "devices/serial/error.h"
+#include "common/error.h"
 
 #include <cstring>
 
