@@ -37,6 +37,10 @@ if(TARGET rigtool_kinect)
     list(APPEND private_libraries rigtool_kinect)
 endif()
 set_target_properties(${private_libraries} PROPERTIES INSTALL_RPATH "$ORIGIN")
+# Built with the run path that they are installed with, since the folders stand to each other alike.
+# Otherwise room is kept for the longer of the two by colons at its end, and to the loader an empty
+# entry is the folder that the user happens to stand in.
+set_target_properties(rigtool rigsim ${private_libraries} PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
 add_custom_target(installed DEPENDS rigtool rigsim ${private_libraries} package_files)
 
 # Directories of a package are open to all, whatever the umask of who builds it.
