@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -103,6 +104,28 @@ TEST(Dispatcher, RunsNothingWhenOnePieceIsUnknown)
         for (const auto& line : result.errors) printed += line + "\n";
         EXPECT_EQ(printed, "2 visca_control: Unknown command\nUnknown command " + piece + "\n");
     }
+}
+
+// As long as a path can be, and a second at most where a pattern finds ever more ways to share out
+// the blanks.
+TEST(Dispatcher, DecidesLongPiecesAtOnce)
+{
+    const auto filled = [](const std::string& begin, char filling, const std::string& end,
+                           size_t size = 4096) {
+        return begin + std::string(size - begin.size() - end.size(), filling) + end;
+    };
+    const auto start = std::chrono::steady_clock::now();
+    for (const std::string& piece :
+         {filled("test(/dev/a,b,", 'c', ")"), filled("test(", ' ', "a,b,c)"),
+          filled("test(a,b,c", ' ', ")"), filled("test(a", ' ', ",b,c)"),
+          filled("pantilt(1,", ' ', "2)"), filled("test(a,", ')', "b,c)")})
+        EXPECT_EQ(run(piece).status, 0) << piece;
+    for (const std::string& piece :
+         {filled("test(/dev/a,b,", 'c', ")", 4097), filled("pantilt(1,", ' ', "2)", 4097),
+          filled("test(", ' ', ""), filled("test(", ' ', ",,"), filled("test(,", ' ', ",x"),
+          filled("motortest(1", ' ', ""), filled("pantilt(", '-', ")")})
+        EXPECT_EQ(run(piece).status, 1) << piece;
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
 }
 
 TEST(Dispatcher, NamesTheUnknownPieceEvenWithTheLogOff)

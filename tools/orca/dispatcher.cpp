@@ -44,13 +44,23 @@ std::string argumentList(const Captures&... captures)
     return text.str();
 }
 
+/// No path is as long. A longer piece is garbage, and what a pattern does with it takes its time.
+constexpr size_t kLongestPiece = 4096;
+
+/// How often a pattern may try another way through a piece; given up, it does not match. Every
+/// piece that is a command is matched within some ten tries, since its first commas and its last
+/// parenthesis leave no choice. Blanks can be shared out among "\s*" and "[^,]*" in so many ways
+/// that to see that a comma is missing would take seconds.
+constexpr int kMostTries = 10000;
+
 /// A row of the table. What the pattern captures, and how it is converted, follows from the
 /// parameters of the member function; a number that is no complete int is no match.
 template <typename... Parameters>
 Command command(const char* pattern, void (HardwareDriver::*member)(Parameters...),
                 WorksOn worksOn = WorksOn::Device)
 {
-    const auto expression = std::make_shared<const pcrecpp::RE>(pattern);
+    const auto expression = std::make_shared<const pcrecpp::RE>(
+        pattern, pcrecpp::RE_Options().set_match_limit(kMostTries));
     const std::string name(pattern, std::strcspn(pattern, "\\"));
     return [=](HardwareDriver* driver, const std::string& piece) -> std::optional<Call> {
         std::tuple<std::decay_t<Parameters>...> captures;
@@ -101,6 +111,7 @@ const std::vector<Command>& commandTable()
 
 std::optional<Call> recognise(HardwareDriver* driver, const std::string& piece)
 {
+    if (piece.size() > kLongestPiece) return std::nullopt;
     for (const Command& row : commandTable())
         if (auto call = row(driver, piece)) return call;
     return std::nullopt;
