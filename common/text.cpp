@@ -37,6 +37,38 @@ size_t editDistance(const std::string& typed, const std::string& candidate)
     return row[b.size()];
 }
 
+bool isContinuation(unsigned char byte)
+{
+    return (byte & 0xC0) == 0x80;
+}
+
+/// How many bytes the character at `start` has: 1 to 4, or 0 when it is a control character or no
+/// whole UTF-8 character. A terminal takes some bytes from 80 to 9F on their own for controls, and
+/// the characters U+0080 to U+009F are the same ones.
+size_t printableSize(const std::string& text, size_t start)
+{
+    const auto first = static_cast<unsigned char>(text[start]);
+    if (first < 0x80) return first >= 0x20 && first != 0x7F ? 1 : 0;
+    const size_t size = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+    if (first < 0xC2 || first > 0xF4 || start + size > text.size()) return 0;
+    for (size_t i = 1; i < size; ++i)
+        if (!isContinuation(static_cast<unsigned char>(text[start + i]))) return 0;
+    // After some first bytes not every second one makes a character.
+    const auto second = static_cast<unsigned char>(text[start + 1]);
+    const bool isControl = first == 0xC2 && second < 0xA0;
+    const bool isTooLong = (first == 0xE0 && second < 0xA0) || (first == 0xF0 && second < 0x90);
+    const bool isNoCode = (first == 0xED && second >= 0xA0) || (first == 0xF4 && second >= 0x90);
+    return isControl || isTooLong || isNoCode ? 0 : size;
+}
+
+std::string escapeOf(char byte)
+{
+    if (byte == '\n') return "\\n";
+    char hex[5];
+    std::snprintf(hex, sizeof hex, "\\x%02x", static_cast<unsigned char>(byte));
+    return hex;
+}
+
 }  // namespace
 
 void SplitString(const std::string& text, const char* delimiters, std::vector<std::string>* pieces,
@@ -78,17 +110,10 @@ std::string nearestText(const std::string& text, const std::vector<std::string>&
 std::string escapeControls(const std::string& text)
 {
     std::string escaped;
-    for (const char c : text) {
-        const auto code = static_cast<unsigned char>(c);
-        if (code >= 0x20 && code != 0x7F) {
-            escaped += c;
-        } else if (c == '\n') {
-            escaped += "\\n";
-        } else {
-            char hex[5];
-            std::snprintf(hex, sizeof hex, "\\x%02x", code);
-            escaped += hex;
-        }
+    for (size_t i = 0; i < text.size();) {
+        const size_t size = printableSize(text, i);
+        escaped += size > 0 ? text.substr(i, size) : escapeOf(text[i]);
+        i += std::max<size_t>(size, 1);
     }
     return escaped;
 }

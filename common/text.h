@@ -32,8 +32,8 @@ QUILL_API bool endsWithLineEnd(const std::string& text);
 QUILL_API std::string nearestText(const std::string& text,
                                   const std::vector<std::string>& candidates);
 
-/// `text` on one line: control characters become escapes such as \n or \x1b, so that nothing a
-/// device or a user sent can break a line or drive a terminal.
+/// `text` on one line: control characters, and bytes that are no UTF-8, become escapes such as \n
+/// or \x1b, so that nothing a device or a user sent can break a line or drive a terminal.
 QUILL_API std::string escapeControls(const std::string& text);
 
 }  // namespace quill

@@ -48,8 +48,21 @@ TEST(NearestText, FindsWhatWasMeant)
 
 TEST(EscapeControls, LeavesOneLineWithoutControlCharacters)
 {
-    EXPECT_EQ(escapeControls("a\nb\r\x1b[31m\x7f"), "a\\nb\\x0d\\x1b[31m\\x7f");
-    EXPECT_EQ(escapeControls("Umlaut \xc3\xa4"), "Umlaut \xc3\xa4");
+    for (const auto& [text, escaped] : {std::pair("a\nb\r\x1b[31m\x7f", "a\\nb\\x0d\\x1b[31m\\x7f"),
+                                        std::pair("\x9b"
+                                                  "31m",
+                                                  "\\x9b31m"),
+                                        std::pair("\xc2\x9b"
+                                                  "31m",
+                                                  "\\xc2\\x9b31m"),
+                                        std::pair("cut \xe2\x82", "cut \\xe2\\x82"),
+                                        std::pair("\xc0\x8a\xe0\x80\x8a\xf0\x80\x80\x8a",
+                                                  "\\xc0\\x8a\\xe0\\x80\\x8a\\xf0\\x80\\x80\\x8a"),
+                                        std::pair("\xed\xa0\x80\xf4\x90\x80\x80\xff",
+                                                  "\\xed\\xa0\\x80\\xf4\\x90\\x80\\x80\\xff")})
+        EXPECT_EQ(escapeControls(text), escaped);
+    const std::string readable = "\xc2\xa0 \xc3\xa4 \xe2\x82\xac \xed\x9f\xbf \xf0\x9f\x99\x82";
+    EXPECT_EQ(escapeControls(readable), readable);
 }
 
 }  // namespace

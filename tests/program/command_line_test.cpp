@@ -44,6 +44,16 @@ TEST(CommandLine, LastValueOfASettingStandsAndMayHoldAnEqualsSign)
     EXPECT_EQ(rigtool({"-t", "commands=x", "-t", "commands="}).err, commandHelp());
 }
 
+TEST(CommandLine, ListsDevicesWithoutTheirControlCharacters)
+{
+    const Ended ended = support::run(
+        {RIGSIM, "--", "/bin/sh", "-c",
+         "usb=$(readlink -f /sys/class/tty/ttyUSB1/device)/../..; "
+         "printf 'Caf\303\251\033[31m\302\233m\233\n' >$usb/product; " RIGTOOL " --list-devices"});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_THAT(ended.out, HasSubstr("0403:6001  Caf\xc3\xa9\\x1b[31m\\xc2\\x9bm\\x9b  RIG00005"));
+}
+
 TEST(CommandLine, MistakesAreNamedAndNothingRuns)
 {
     const struct

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "common/text.h"
 #include "devices/serial/serial_devices.h"
 
 namespace
@@ -36,7 +37,7 @@ void printTable(std::vector<Row> rows)
     std::vector<size_t> widths(rows.front().size());
     for (Row& row : rows) {
         for (size_t i = 0; i < row.size(); ++i) {
-            if (row[i].empty()) row[i] = "-";
+            row[i] = row[i].empty() ? "-" : quill::escapeControls(row[i]);
             widths[i] = std::max(widths[i], row[i].size());
         }
     }
