@@ -87,6 +87,11 @@ std::optional<Error> SerialPort::openDescriptor()
     if (m_fd < 0) return systemError("open", errno);
     termios line{};
     if (::tcgetattr(m_fd, &line) != 0) return systemError("open", errno);
+    // The system answers for the controlling terminal alone, by whichever name it was opened. Raw,
+    // it would take neither Ctrl-C nor the next line of a shell.
+    if (::tcgetsid(m_fd) >= 0)
+        return Error{m_path, "open", 0, "it is the terminal that this program was started from",
+                     remedyFor(ENOTTY, m_path)};
     return std::nullopt;
 }
 

@@ -1,5 +1,6 @@
 #include "devices/serial/serial_port.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -7,6 +8,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <fstream>
 
 #include "tools/rigsim/pty_line.h"
@@ -72,6 +74,22 @@ TEST(SerialPort, NamesCauseAndRemedyWhenItCannotOpen)
                   std::to_string(::getpid()) + ")");
     holder.close();
     EXPECT_EQ(failureToOpen(line.path()), "opened");
+}
+
+// In a session of its own, whose terminal the line becomes when a leader opens it plainly.
+TEST(SerialPortDeathTest, RefusesTheTerminalThatItRunsIn)
+{
+    const PtyLine line;
+    const std::string cause = ": open: it is the terminal that this program was started from (";
+    const auto refuses = [&] {
+        (void)::setsid();
+        (void)::open(line.path().c_str(), O_RDWR);
+        const bool isRefused = failureToOpen("/dev/tty").rfind("/dev/tty" + cause, 0) == 0 &&
+                               failureToOpen(line.path()).rfind(line.path() + cause, 0) == 0;
+        const bool isOtherOpened = failureToOpen(PtyLine().path()) == "opened";
+        std::_Exit(isRefused && isOtherOpened ? 0 : 1);
+    };
+    EXPECT_EXIT(refuses(), testing::ExitedWithCode(0), "");
 }
 
 TEST(SerialPortDeathTest, NamesTheGroupWhenItMayNotOpen)
