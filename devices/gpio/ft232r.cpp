@@ -5,8 +5,8 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <iterator>
 
+#include "devices/gpio/ft232r_codec.h"
 #include "devices/usb/usb_device.h"
 
 namespace quill
@@ -16,7 +16,6 @@ namespace
 
 constexpr int kRequestTimeoutMs = 1000;
 constexpr int kRelease = 0x0600;  // bcdDevice of every FT232R
-constexpr int kCbusFunctionsWord = 0x0A;
 
 struct FreeDeviceList
 {
@@ -42,15 +41,6 @@ Error usbError(const std::string& path, const std::string& step, int code, const
 }
 
 }  // namespace
-
-std::string cbusFunctionName(int function)
-{
-    static const char* const names[] = {"TXDEN",  "PWREN", "RXLED", "TXLED", "TXRXLED",
-                                        "SLEEP",  "CLK48", "CLK24", "CLK12", "CLK6",
-                                        "IOMODE", "BB_WR", "BB_RD"};
-    const bool isKnown = function >= 0 && function < static_cast<int>(std::size(names));
-    return isKnown ? names[function] : "function " + std::to_string(function);
-}
 
 void FT232R::Free::operator()(ftdi_context* context) const
 {
@@ -105,9 +95,9 @@ std::optional<Error> FT232R::openUsb(int bus, int address, const std::string& no
 std::optional<Error> FT232R::readCbusFunction(unsigned int pin, int* function)
 {
     unsigned short functions = 0;
-    if (ftdi_read_eeprom_location(m_context.get(), kCbusFunctionsWord, &functions) != 0)
+    if (ftdi_read_eeprom_location(m_context.get(), ft232r::kCbusFunctionsWord, &functions) != 0)
         return failure("read the function of CBUS" + std::to_string(pin));
-    *function = functions >> 4 * pin & 0xF;
+    *function = ft232r::cbusFunctionOf(functions, pin);
     return std::nullopt;
 }
 

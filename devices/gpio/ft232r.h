@@ -12,12 +12,6 @@ struct ftdi_context;
 namespace quill
 {
 
-/// What a CBUS pin does, as the chip's EEPROM says (chip maker's EEPROM layout).
-constexpr int kCbusIoMode = 0xA;
-
-/// "RXLED" for 2; the number in words for one that the layout does not define.
-std::string cbusFunctionName(int function);
-
 /// The USB side of an FT232R behind a tty: vendor requests beside the kernel's serial driver, which
 /// keeps the interface, so that the tty stays and can be used at the same time. Every request ends
 /// within a second. The destructor closes the USB device and leaves the pins as they are.
@@ -32,8 +26,8 @@ class FT232R
     /// Opens the chip that the tty `path` belongs to, found by its place on the USB.
     [[nodiscard]] std::optional<Error> open(const std::string& path);
 
-    /// Function of CBUS pin 0..3, from EEPROM word 0x0A (request 0x90): 0..15, kCbusIoMode where a
-    /// program may drive it.
+    /// Function of CBUS pin 0..3, from the EEPROM (request 0x90): 0..15, ft232r::kIoMode where
+    /// a program may drive it.
     [[nodiscard]] std::optional<Error> readCbusFunction(unsigned int pin, int* function);
 
     /// Sets all four pins at once (request 0x0B, mode 0x20: CBUS bit bang).

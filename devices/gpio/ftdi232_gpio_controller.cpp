@@ -1,6 +1,7 @@
 #include "devices/gpio/ftdi232_gpio_controller.h"
 
 #include "common/logging.h"
+#include "devices/gpio/ft232r_codec.h"
 #include "ft232r.h"
 
 namespace quill
@@ -9,7 +10,6 @@ namespace
 {
 
 constexpr const char* kCategory = "gpio";
-constexpr unsigned int kPins = 4;
 
 std::string pinName(unsigned int pin)
 {
@@ -51,7 +51,7 @@ std::shared_ptr<GPIOPin> FTDI232GPIOController::configureCBusPin(unsigned int pi
                                                                  Direction direction,
                                                                  const std::string& name)
 {
-    if (pin >= kPins)
+    if (pin >= ft232r::kCbusPins)
         throwIf(Error{m_device, "configure pin " + std::to_string(static_cast<int>(pin)), 0,
                       "there is no such pin", "the CBUS pins are 0 to 3"});
     const auto guard = lock();
@@ -69,20 +69,20 @@ void FTDI232GPIOController::warnUnlessIoMode(unsigned int pin)
 {
     const unsigned int bit = 1U << pin;
     if ((m_checked & bit) != 0) return;
-    int function = kCbusIoMode;
+    int function = ft232r::kIoMode;
     throwIf(m_chip->readCbusFunction(pin, &function));
     m_checked |= bit;
-    if (function == kCbusIoMode) return;
+    if (function == ft232r::kIoMode) return;
     QUILL_LOG(kWarning, kCategory)
         << m_device << ": " << pinName(pin) << " does not follow: the chip's EEPROM makes it "
-        << cbusFunctionName(function) << " (write cbus" << pin
+        << ft232r::cbusFunctionName(function) << " (write cbus" << pin
         << "=IOMODE to the EEPROM with ftdi_eeprom, then plug the adapter in again)";
 }
 
 bool FTDI232GPIOController::setValue(unsigned int pin, int value)
 {
     const auto guard = lock();
-    const unsigned int bit = pin < kPins ? 1U << pin : 0;
+    const unsigned int bit = pin < ft232r::kCbusPins ? 1U << pin : 0;
     if ((m_outputs & bit) == 0) {
         QUILL_LOG(kWarning, kCategory)
             << m_device << ": " << pinName(pin) << " is not configured as an output: not set";

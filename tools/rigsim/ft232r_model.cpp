@@ -6,8 +6,13 @@
 #include <cerrno>
 #include <utility>
 
+#include "devices/gpio/ft232r_codec.h"
+
 namespace rigsim
 {
+
+namespace ft232r = quill::ft232r;
+
 namespace
 {
 
@@ -22,7 +27,6 @@ constexpr uint8_t kReset = 0x00, kSetModemControl = 0x01, kSetFlowControl = 0x02
 constexpr uint8_t kSerialMode = 0x00, kBitBangMode = 0x01, kSynchronousMode = 0x04,
                   kCbusMode = 0x20;
 
-constexpr int kInputOutput = 0xA;
 constexpr uint16_t kAllInputOutput = 0xAAAA;
 constexpr uint16_t kFactoryFunctions = 0x1023;
 constexpr uint16_t kOtherChip = 0x1000;
@@ -39,15 +43,6 @@ uint16_t cbusFunctions(const UsbIdentity& identity, const Faults& faults)
 }
 
 }  // namespace
-
-const char* cbusFunctionName(int function)
-{
-    static const std::array<const char*, 13> names = {
-        "TXDEN", "PWREN", "RXLED", "TXLED", "TX&RXLED", "SLEEP", "CLK48",
-        "CLK24", "CLK12", "CLK6",  "I/O",   "BB_WR",    "BB_RD"};
-    const auto index = static_cast<size_t>(function);
-    return index < names.size() ? names[index] : "?";
-}
 
 UsbIdentity adapterIdentity(const Faults& faults, int number)
 {
@@ -173,7 +168,9 @@ UsbReply Ft232rModel::setBitMode(uint16_t value)
 
 int Ft232rModel::functionOf(size_t pin) const
 {
-    return m_eeprom[0x14 + pin / 2] >> 4 * (pin % 2) & 0xF;
+    constexpr size_t kAt = 2 * ft232r::kCbusFunctionsWord;
+    const auto word = static_cast<uint16_t>(m_eeprom[kAt] | m_eeprom[kAt + 1] << 8);
+    return ft232r::cbusFunctionOf(word, static_cast<unsigned int>(pin));
 }
 
 bool Ft232rModel::isOutput(size_t pin) const
@@ -183,7 +180,7 @@ bool Ft232rModel::isOutput(size_t pin) const
 
 bool Ft232rModel::levelOf(size_t pin) const
 {
-    const bool isDriven = functionOf(pin) == kInputOutput && isOutput(pin);
+    const bool isDriven = functionOf(pin) == ft232r::kIoMode && isOutput(pin);
     return !isDriven || (m_bitMask >> pin & 1) != 0;
 }
 

@@ -30,7 +30,7 @@ enum class UsbAction { Claim, Release, DetachDriver, AttachDriver, Configure, Re
 /// One of the pins CBUS0 to CBUS3.
 struct CbusPin
 {
-    int function = 0;       ///< in the EEPROM: 0..12, 10 is I/O
+    int function = 0;       ///< in the EEPROM: 0..15
     bool isOutput = false;  ///< as ordered, whether the function lets it or not
     bool level = true;      ///< on the pin; one that nothing drives is pulled up
 };
@@ -50,17 +50,14 @@ struct AdapterState
     bool isPlugged = true;
 };
 
-/// "I/O", "TXDEN": what the chip maker calls a function of a CBUS pin; "?" for unknown ones.
-const char* cbusFunctionName(int function);
-
 /// The identity of the rig's adapter with that number, which is its serial number too; another chip
 /// where the fault cbus.other-chip says so.
 UsbIdentity adapterIdentity(const Faults& faults, int number);
 
 /// The FT232R of a USB serial adapter as its control endpoint shows it: EEPROM, bit mode and CBUS
-/// pins (chip maker's application notes). A pin is driven where the EEPROM makes it I/O, CBUS mode
-/// is on and its direction is output; otherwise it is pulled up and reads 1. The bit mode holds
-/// until power is lost or the USB port is reset.
+/// pins (chip maker's application notes). A pin is driven where the EEPROM puts it in I/O mode,
+/// CBUS mode is on and its direction is output; otherwise it is pulled up and reads 1. The bit mode
+/// holds until power is lost or the USB port is reset.
 class Ft232rModel
 {
   public:

@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "devices/gpio/ft232r_codec.h"
+
 namespace rigsim
 {
 
@@ -35,7 +37,7 @@ static void to_json(nlohmann::ordered_json& json, const LaserState& state)
 
 static void to_json(nlohmann::ordered_json& json, const CbusPin& pin)
 {
-    json = {{"function", cbusFunctionName(pin.function)},
+    json = {{"function", quill::ft232r::cbusFunctionName(pin.function)},
             {"isOutput", pin.isOutput},
             {"level", pin.level ? 1 : 0}};
 }
