@@ -1,12 +1,11 @@
 #include "kinect_capture.h"
 
-#include <opencv2/imgcodecs.hpp>
-
 #include <memory>
 
 #include "common/time.h"
 #include "devices/kinect/kinect_sensor.h"
 #include "kinect_conversion.h"
+#include "picture_file.h"
 
 namespace
 {
@@ -44,7 +43,7 @@ void captureKinectImages()
     if (!waitForBoth(*handle, &rgb, &ir)) return;
     cv::Mat image;
     kinectRGBToOpenCV(*rgb, &image);
-    cv::imwrite("/tmp/kinect_rgb.png", image);
+    writePicture("/tmp/kinect_rgb.png", image);
     kinectIRToOpenCV(*ir, &image);
-    cv::imwrite("/tmp/kinect_ir.png", image);
+    writePicture("/tmp/kinect_ir.png", image);
 }
