@@ -87,25 +87,33 @@ class QUILL_API LoggingStream
 /// Stream form: QUILL_LOG(kResult, kCategory) << "id=" << id;
 /// The values are evaluated only when the level is enabled. (`for` rather than `if`: the statement
 /// swallows no `else` that follows it.)
-#define QUILL_LOG(level, category)                                                              \
-    for (bool quillLog = ::quill::isLoggerEnabled(level, category); quillLog; quillLog = false) \
-    ::quill::LoggingStream(nullptr, level, category, __FILE__, __PRETTY_FUNCTION__, __LINE__,   \
-                           []() -> int* {                                                       \
-                               static int quillLogState = -1;                                   \
-                               return &quillLogState;                                           \
-                           }())
+#define QUILL_LOG(level, category) QUILL_LOG_FROM(__PRETTY_FUNCTION__, level, category)
+
+/// As QUILL_LOG, for a helper that logs in the name of the function that called it.
+/// @param function  the caller's __PRETTY_FUNCTION__
+#define QUILL_LOG_FROM(function, level, category)                                                 \
+    for (bool quillLog = ::quill::isLoggerEnabled(level, category); quillLog; quillLog = false)   \
+    ::quill::LoggingStream(nullptr, level, category, __FILE__, function, __LINE__, []() -> int* { \
+        static int quillLogState = -1;                                                            \
+        return &quillLogState;                                                                    \
+    }())
 
 /// Formatted form: QUILL_LOGF(kResult, kCategory, "setPanTilt(%d,%d)", pan, tilt);
-#define QUILL_LOGF(level, category, ...)                                                  \
-    do {                                                                                  \
-        if (::quill::isLoggerEnabled(level, category)) {                                  \
-            static int quillLogState = -1;                                                \
-            ::quill::logToLogger(nullptr, level, category, __FILE__, __PRETTY_FUNCTION__, \
-                                 __LINE__, &quillLogState, __VA_ARGS__);                  \
-            if (::quill::loggerMustBreak(level, category) &&                              \
-                ::quill::handleAssertion(                                                 \
-                    __FILE__, __LINE__, __PRETTY_FUNCTION__,                              \
-                    "Assertion failed: Reached terminating log level. Terminating\n"))    \
-                QUILL_BREAKPOINT();                                                       \
-        }                                                                                 \
+#define QUILL_LOGF(level, category, ...) \
+    QUILL_LOGF_FROM(__PRETTY_FUNCTION__, level, category, __VA_ARGS__)
+
+/// As QUILL_LOGF, for a helper that logs in the name of the function that called it.
+/// @param function  the caller's __PRETTY_FUNCTION__
+#define QUILL_LOGF_FROM(function, level, category, ...)                                  \
+    do {                                                                                 \
+        if (::quill::isLoggerEnabled(level, category)) {                                 \
+            static int quillLogState = -1;                                               \
+            ::quill::logToLogger(nullptr, level, category, __FILE__, function, __LINE__, \
+                                 &quillLogState, __VA_ARGS__);                           \
+            if (::quill::loggerMustBreak(level, category) &&                             \
+                ::quill::handleAssertion(                                                \
+                    __FILE__, __LINE__, function,                                        \
+                    "Assertion failed: Reached terminating log level. Terminating\n"))   \
+                QUILL_BREAKPOINT();                                                      \
+        }                                                                                \
     } while (false)

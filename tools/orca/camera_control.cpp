@@ -21,17 +21,18 @@ constexpr Duration kPollInterval = milliseconds(100);
 constexpr Duration kMaxSilence = seconds(10);
 constexpr Duration kMaxMotion = seconds(120);
 
-VISCACameraPtr openCamera(const std::string& devicePath)
+VISCACameraPtr openCamera(const std::string& devicePath, const char* function)
 {
     VISCACameraPtr camera = VISCACamera::open(devicePath, kOpenTimeout);
-    if (camera == nullptr) QUILL_LOGF(kFailure, kLogCategory, "Failed to open VISCA camera.");
+    if (camera == nullptr)
+        QUILL_LOGF_FROM(function, kFailure, kLogCategory, "Failed to open VISCA camera.");
     return camera;
 }
 
-void orderPanTilt(VISCACamera& camera, int speed, int pan, int tilt)
+void orderPanTilt(VISCACamera& camera, int speed, int pan, int tilt, const char* function)
 {
     if (camera.setPanTiltPosition(speed, speed, pan, tilt, kMoveTimeout) != 0)
-        QUILL_LOGF(kFailure, kLogCategory, "Failed to set pan tilt.");
+        QUILL_LOGF_FROM(function, kFailure, kLogCategory, "Failed to set pan tilt.");
 }
 
 struct Reading
@@ -66,10 +67,10 @@ const char* reasonToGiveUp(int readResult, Time silenceEnd, Time end)
 
 void HardwareDriver::setPanTiltZoom(int pan, int tilt, int zoom)
 {
-    const VISCACameraPtr camera = openCamera(devicePath);
+    const VISCACameraPtr camera = openCamera(devicePath, __PRETTY_FUNCTION__);
     if (camera == nullptr) return;
     QUILL_LOGF(kResult, kLogCategory, "setPanTiltZoom(%d,%d,%d)", pan, tilt, zoom);
-    orderPanTilt(*camera, 20, pan, tilt);
+    orderPanTilt(*camera, 20, pan, tilt, __PRETTY_FUNCTION__);
     QUILL_LOG(kResult, kLogCategory) << "Setting Zoom.";
     if (camera->setZoomPosition(zoom, kMoveTimeout) != 0)
         QUILL_LOGF(kFailure, kLogCategory, "Failed to set zoom.");
@@ -80,16 +81,16 @@ void HardwareDriver::setPanTiltZoom(int pan, int tilt, int zoom)
 
 void HardwareDriver::setPanTilt(int pan, int tilt)
 {
-    const VISCACameraPtr camera = openCamera(devicePath);
+    const VISCACameraPtr camera = openCamera(devicePath, __PRETTY_FUNCTION__);
     if (camera == nullptr) return;
     QUILL_LOGF(kResult, kLogCategory, "setPanTilt(%d,%d)", pan, tilt);
-    orderPanTilt(*camera, 15, pan, tilt);
+    orderPanTilt(*camera, 15, pan, tilt, __PRETTY_FUNCTION__);
     waitNotMoving(camera);
 }
 
 void HardwareDriver::getPanTiltZoom()
 {
-    const VISCACameraPtr camera = openCamera(devicePath);
+    const VISCACameraPtr camera = openCamera(devicePath, __PRETTY_FUNCTION__);
     if (camera == nullptr) return;
     int pan = 0;
     int tilt = 0;
@@ -103,7 +104,7 @@ void HardwareDriver::getPanTiltZoom()
 
 void HardwareDriver::resetPanTilt()
 {
-    const VISCACameraPtr camera = openCamera(devicePath);
+    const VISCACameraPtr camera = openCamera(devicePath, __PRETTY_FUNCTION__);
     if (camera == nullptr) return;
     camera->rehomePanTilt(kRehomeTimeout);
 }

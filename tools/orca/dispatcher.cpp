@@ -117,8 +117,10 @@ std::optional<Call> recognise(HardwareDriver* driver, const std::string& piece)
     return std::nullopt;
 }
 
-/// The calls of a list, or nothing, reported, when one of its commands is unknown.
-std::optional<std::vector<Call>> recogniseAll(HardwareDriver* driver, const std::string& commands)
+/// The calls of a list, or nothing, reported in the name of `function`, when one of its commands is
+/// unknown.
+std::optional<std::vector<Call>> recogniseAll(HardwareDriver* driver, const std::string& commands,
+                                              const char* function)
 {
     std::vector<std::string> pieces;
     quill::SplitString(commands, ";", &pieces, quill::kSplitDefault);
@@ -127,7 +129,7 @@ std::optional<std::vector<Call>> recogniseAll(HardwareDriver* driver, const std:
     for (const auto& piece : pieces) {
         const auto call = recognise(driver, piece);
         if (!call) {
-            QUILL_LOG(kFailure, kLogCategory) << "Unknown command";
+            QUILL_LOG_FROM(function, kFailure, kLogCategory) << "Unknown command";
             std::fprintf(stderr, "Unknown command %s\n", piece.c_str());
             return std::nullopt;
         }
@@ -140,7 +142,7 @@ std::optional<std::vector<Call>> recogniseAll(HardwareDriver* driver, const std:
 
 int HardwareDriver::executeCommands(const std::string& commands)
 {
-    const auto calls = recogniseAll(this, commands);
+    const auto calls = recogniseAll(this, commands, __PRETTY_FUNCTION__);
     if (!calls) return 1;
     for (const Call& call : *calls) call.run();
     return 0;
@@ -148,7 +150,7 @@ int HardwareDriver::executeCommands(const std::string& commands)
 
 int HardwareDriver::printCommands(const std::string& commands)
 {
-    const auto calls = recogniseAll(this, commands);
+    const auto calls = recogniseAll(this, commands, __PRETTY_FUNCTION__);
     if (!calls) return 1;
     for (const Call& call : *calls) {
         const std::string device = call.isOnDevice ? " on " + devicePath : "";

@@ -36,13 +36,13 @@ struct Limits
 };
 
 /// @return false, reported: a limit is not known, or no target can be drawn between them
-bool admitTargets(const Limits& limits)
+bool admitTargets(const Limits& limits, const char* function)
 {
     if (limits.cw >= 0 && limits.ccw >= 0 && limits.freeDrawWidth() > 0) return true;
-    QUILL_LOGF(kFailure, kLogCategory,
-               "No precision test: the limits of servo ID 2 (tilt) are CW %d and CCW %d "
-               "(-1: no answer), they must be more than %d apart.",
-               limits.cw, limits.ccw, 2 * kEdge);
+    QUILL_LOGF_FROM(function, kFailure, kLogCategory,
+                    "No precision test: the limits of servo ID 2 (tilt) are CW %d and CCW %d "
+                    "(-1: no answer), they must be more than %d apart.",
+                    limits.cw, limits.ccw, 2 * kEdge);
     return false;
 }
 
@@ -97,10 +97,10 @@ class TestedServo
                     m_all.getStdDev());
     }
 
-    void logDirection(size_t direction) const
+    void logDirection(size_t direction, const char* function) const
     {
         const BasicStats& stats = m_byDirection[direction];
-        QUILL_LOG(kResult, kLogCategory)
+        QUILL_LOG_FROM(function, kResult, kLogCategory)
             << "m" << m_number << stats.getMean() << " " << stats.getStdDev();
     }
 
@@ -115,8 +115,11 @@ class TestedServo
 class PrecisionTest
 {
   public:
-    explicit PrecisionTest(PanTiltServos servos)
-        : m_bus(std::move(servos.bus)), m_servo1(1, servos.pan), m_servo2(2, servos.tilt)
+    PrecisionTest(PanTiltServos servos, const char* function)
+        : m_function(function),
+          m_bus(std::move(servos.bus)),
+          m_servo1(1, servos.pan),
+          m_servo2(2, servos.tilt)
     {}
 
     bool isBusLost() const { return m_bus->isLineLost(); }
@@ -155,8 +158,8 @@ class PrecisionTest
         m_servo1.printAverage();
         m_servo2.printAverage();
         for (size_t direction = 0; direction < 2; ++direction) {
-            m_servo1.logDirection(direction);
-            m_servo2.logDirection(direction);
+            m_servo1.logDirection(direction, m_function);
+            m_servo2.logDirection(direction, m_function);
         }
     }
 
@@ -180,9 +183,11 @@ class PrecisionTest
         if (!quill::isLoggerEnabled(kTrace, kLogCategory)) return;
         const int position2 = m_servo2.motor().getPresentPosition();
         const int position1 = m_servo1.motor().getPresentPosition();
-        QUILL_LOGF(kTrace, kLogCategory, "%d %d goal %d", position1, position2, target);
+        QUILL_LOGF_FROM(m_function, kTrace, kLogCategory, "%d %d goal %d", position1, position2,
+                        target);
     }
 
+    const char* m_function;  ///< that the test is logged for
     std::shared_ptr<quill::DynamixelInterface> m_bus;
     TestedServo m_servo1;
     TestedServo m_servo2;
@@ -193,19 +198,20 @@ class PrecisionTest
 
 void HardwareDriver::dynamixelPrecisionTest(int n)
 {
-    PrecisionTest test(openServos(devicePath));
+    const char* const function = __PRETTY_FUNCTION__;
+    PrecisionTest test(openServos(devicePath, function), function);
     // Looked at before anything moves, and again: one damaged answer would send both servos to
     // targets of its own.
-    if (n >= 1 && !admitTargets(test.targetLimits())) return;
+    if (n >= 1 && !admitTargets(test.targetLimits(), function)) return;
     const Limits& limits = test.start();
     const auto isBusLost = [&](int trials) {
         if (!test.isBusLost()) return false;
-        QUILL_LOGF(kFailure, kLogCategory,
-                   "Lost the servo bus at %s: the precision test ends after %d of %d trials.",
-                   devicePath.c_str(), trials, n);
+        QUILL_LOGF_FROM(function, kFailure, kLogCategory,
+                        "Lost the servo bus at %s: the precision test ends after %d of %d trials.",
+                        devicePath.c_str(), trials, n);
         return true;
     };
-    if (n >= 1 && (isBusLost(0) || !admitTargets(limits))) return;
+    if (n >= 1 && (isBusLost(0) || !admitTargets(limits, function))) return;
     for (int trial = 0; trial < n; ++trial) {
         test.runTrial();
         std::fflush(stdout);  // a long test is watched, and may be cut short

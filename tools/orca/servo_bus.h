@@ -19,7 +19,11 @@ struct PanTiltServos
 
 /// Opens the servo bus at the baud number of the setting dxlbaudnum. When it cannot be opened, a
 /// level-2 line says why and the process ends with status 1.
-PanTiltServos openServos(const std::string& devicePath);
+/// @param function  the member function that the line is logged for
+PanTiltServos openServos(const std::string& devicePath, const char* function);
 
-/// Opens the bus for register access. @return false, logged at level 2, when it cannot be opened
-bool openRegisters(DxlDevice* bus, const std::string& devicePath, int baudNumber);
+/// Opens the bus for register access.
+/// @param function  the member function that a failure is logged for
+/// @return false, logged at level 2, when it cannot be opened
+bool openRegisters(DxlDevice* bus, const std::string& devicePath, int baudNumber,
+                   const char* function);

@@ -35,13 +35,14 @@ struct Poll
     std::array<int, 2> moving{};
 };
 
-Poll pollServos(DxlDevice* bus)
+Poll pollServos(DxlDevice* bus, const char* function)
 {
     constexpr std::array<int, 2> ids = {kPanServoId, kTiltServoId};
     Poll poll;
     for (size_t i = 0; i < 2; ++i)
         poll.position[i] = bus->dxl_read_word(ids[i], reg::kPresentPosition);
-    QUILL_LOGF(kResult, kLogCategory, "dxl at %d,%d", poll.position[0], poll.position[1]);
+    QUILL_LOGF_FROM(function, kResult, kLogCategory, "dxl at %d,%d", poll.position[0],
+                    poll.position[1]);
     for (size_t i = 0; i < 2; ++i) poll.moving[i] = bus->dxl_read_byte(ids[i], reg::kMoving);
     return poll;
 }
@@ -77,10 +78,11 @@ class PositioningWatch
 class MotorTest
 {
   public:
-    MotorTest(PanTiltServos servos, int duration_s)
+    MotorTest(PanTiltServos servos, int duration_s, const char* function)
         : m_servos(std::move(servos)),
           m_duration_s(duration_s),
-          m_length(std::lround(duration_s * 1e9))
+          m_length(std::lround(duration_s * 1e9)),
+          m_function(function)
     {}
 
     /// @return the message of the first check that failed; null when the test has passed
@@ -92,8 +94,9 @@ class MotorTest
         while (Time::now() - start < m_length) {
             const Time now = Time::now();
             if (now - lastReport > kReportInterval) {
-                QUILL_LOG(kResult, kLogCategory) << "Running for " << (now - start).seconds()
-                                                 << " out of " << m_duration_s << " seconds";
+                QUILL_LOG_FROM(m_function, kResult, kLogCategory)
+                    << "Running for " << (now - start).seconds() << " out of " << m_duration_s
+                    << " seconds";
                 lastReport = now;
             }
             if (const char* failure = swingTo(x0, y0)) return failure;
@@ -136,6 +139,7 @@ class MotorTest
     PanTiltServos m_servos;
     int m_duration_s;
     Duration m_length;
+    const char* m_function;  ///< that the test is logged for
 };
 
 }  // namespace
@@ -143,12 +147,12 @@ class MotorTest
 void HardwareDriver::setDynamixelPanTilt(int pan, int tilt)
 {
     DxlDevice bus;
-    if (!openRegisters(&bus, devicePath, p_dxl_baudnum())) return;
+    if (!openRegisters(&bus, devicePath, p_dxl_baudnum(), __PRETTY_FUNCTION__)) return;
     bus.dxl_write_word(kPanServoId, reg::kGoalPosition, pan);
     bus.dxl_write_word(kTiltServoId, reg::kGoalPosition, tilt);
     PositioningWatch watch;
     for (;;) {
-        const Poll poll = pollServos(&bus);
+        const Poll poll = pollServos(&bus, __PRETTY_FUNCTION__);
         if ((poll.moving[0] | poll.moving[1]) == 0) return;
         const std::string reason = watch.reasonToEnd(poll, bus);
         if (reason.empty()) continue;
@@ -161,7 +165,9 @@ void HardwareDriver::setDynamixelPanTilt(int pan, int tilt)
 void HardwareDriver::testMotors(int x0, int x1, int y0, int y1, int duration_s)
 {
     // The handles are gone, and the line closed, before a failure ends the process.
-    const char* failure = MotorTest(openServos(devicePath), duration_s).run(x0, x1, y0, y1);
+    const char* failure =
+        MotorTest(openServos(devicePath, __PRETTY_FUNCTION__), duration_s, __PRETTY_FUNCTION__)
+            .run(x0, x1, y0, y1);
     if (failure != nullptr) {
         QUILL_LOG(kFailure, kLogCategory) << failure;
         std::exit(1);

@@ -15,11 +15,12 @@ namespace
 
 /// A servo counts as found where its own registers say the ID and the baud number that it was
 /// addressed with: neither a damaged answer nor one at a neighbouring bit rate does.
-bool isServoAt(DxlDevice* bus, int id, int baudNumber)
+bool isServoAt(DxlDevice* bus, int id, int baudNumber, const char* function)
 {
     const int realId = bus->dxl_read_byte(id, reg::kId);
     const int realBaudNumber = bus->dxl_read_byte(id, reg::kBaudNumber);
-    QUILL_LOG(kTrace, kLogCategory) << "rid=" << realId << " rbaud=" << realBaudNumber;
+    QUILL_LOG_FROM(function, kTrace, kLogCategory)
+        << "rid=" << realId << " rbaud=" << realBaudNumber;
     return realBaudNumber == baudNumber && realId == id;
 }
 
@@ -41,13 +42,14 @@ void printServo(DxlDevice* bus, int id, int baudNumber)
 }
 
 /// @return false when the adapter is gone
-bool scanIds(DxlDevice* bus, int baudNumber, int lastId, ScanProgress* progress)
+bool scanIds(DxlDevice* bus, int baudNumber, int lastId, ScanProgress* progress,
+             const char* function)
 {
     for (int id = 0; id <= lastId; ++id) {
         progress->show(baudNumber, id);
-        QUILL_LOG(kTrace, kLogCategory) << "id=" << id;
+        QUILL_LOG_FROM(function, kTrace, kLogCategory) << "id=" << id;
         bus->setSilenceExpected(true);
-        const bool found = isServoAt(bus, id, baudNumber);
+        const bool found = isServoAt(bus, id, baudNumber, function);
         bus->setSilenceExpected(false);
         if (bus->isLineLost()) return false;
         if (!found) continue;
@@ -69,8 +71,8 @@ void HardwareDriver::dxlDump(int maxbaud, int maxid)
     for (int baudNumber = 1; baudNumber <= maxbaud; ++baudNumber) {
         QUILL_LOG(kTrace, kLogCategory) << "baudnum=" << baudNumber;
         DxlDevice bus;
-        if (!openRegisters(&bus, devicePath, baudNumber)) return;
-        if (scanIds(&bus, baudNumber, lastId, &progress)) continue;
+        if (!openRegisters(&bus, devicePath, baudNumber, __PRETTY_FUNCTION__)) return;
+        if (scanIds(&bus, baudNumber, lastId, &progress, __PRETTY_FUNCTION__)) continue;
         progress.erase();
         QUILL_LOGF(kFailure, kLogCategory, "Lost the servo bus at %s: the scan ends.",
                    devicePath.c_str());
@@ -81,7 +83,7 @@ void HardwareDriver::dxlDump(int maxbaud, int maxid)
 void HardwareDriver::dxlGetByte(int id, int addr)
 {
     DxlDevice bus;
-    if (!openRegisters(&bus, devicePath, p_dxl_baudnum())) return;
+    if (!openRegisters(&bus, devicePath, p_dxl_baudnum(), __PRETTY_FUNCTION__)) return;
     const int value = bus.dxl_read_byte(id, addr);
     std::fprintf(stderr, "ID %d Addr: %d value=%d 0x%02x\n", id, addr, value,
                  static_cast<unsigned>(value));
@@ -90,7 +92,7 @@ void HardwareDriver::dxlGetByte(int id, int addr)
 void HardwareDriver::dxlGetWord(int id, int addr)
 {
     DxlDevice bus;
-    if (!openRegisters(&bus, devicePath, p_dxl_baudnum())) return;
+    if (!openRegisters(&bus, devicePath, p_dxl_baudnum(), __PRETTY_FUNCTION__)) return;
     const int value = bus.dxl_read_word(id, addr);
     std::fprintf(stderr, "ID %d Addr: %d value=%d 0x%04x\n", id, addr, value,
                  static_cast<unsigned>(value));
@@ -99,14 +101,14 @@ void HardwareDriver::dxlGetWord(int id, int addr)
 void HardwareDriver::dxlSetByte(int id, int addr, int value)
 {
     DxlDevice bus;
-    if (!openRegisters(&bus, devicePath, p_dxl_baudnum())) return;
+    if (!openRegisters(&bus, devicePath, p_dxl_baudnum(), __PRETTY_FUNCTION__)) return;
     bus.dxl_write_byte(id, addr, value);
 }
 
 void HardwareDriver::dxlSetWord(int id, int addr, int value)
 {
     DxlDevice bus;
-    if (!openRegisters(&bus, devicePath, p_dxl_baudnum())) return;
+    if (!openRegisters(&bus, devicePath, p_dxl_baudnum(), __PRETTY_FUNCTION__)) return;
     bus.dxl_write_word(id, addr, value);
 }
 
