@@ -9,6 +9,7 @@
 #include <tuple>
 #include <utility>
 
+#include "support/folder.h"
 #include "tools/rigsim/pty_line.h"
 
 namespace quill
@@ -35,7 +36,8 @@ TEST(UsbAdapter, KnowsDriverChipAndLatencyTimer)
     EXPECT_EQ(pseudoTerminal.bitRate(2250000), 2250000);
 
     // The system's description of an adapter, below a folder of the test.
-    const fs::path root = testing::TempDir() + "usb_adapter_test.sysfs";
+    const support::Folder folder;
+    const fs::path& root = folder.path();
     const fs::path device = root / "devices/usb1/1-4/1-4:1.0/ttyUSB0";
     struct stat node = {};
     ASSERT_EQ(::stat(line.path().c_str(), &node), 0);
@@ -59,7 +61,6 @@ TEST(UsbAdapter, KnowsDriverChipAndLatencyTimer)
         EXPECT_EQ(adapter.bitRate(2250000), bitRate) << driver << " " << release;
         EXPECT_EQ(adapter.latency(), milliseconds(latencyMs)) << driver << " " << timer;
     }
-    fs::remove_all(root);
 }
 
 }  // namespace

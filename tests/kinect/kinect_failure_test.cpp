@@ -1,10 +1,11 @@
 #include "kinect_failure.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
+
+#include "support/folder.h"
 
 namespace quill
 {
@@ -29,9 +30,6 @@ class FakeSystem
         fs::create_directories(m_root / "dev/bus/usb/002");
         std::ofstream(m_root / "dev/bus/usb/002/017") << "";
     }
-    ~FakeSystem() { fs::remove_all(m_root); }
-    FakeSystem(const FakeSystem&) = delete;
-    FakeSystem& operator=(const FakeSystem&) = delete;
 
     std::string root() const { return m_root; }
 
@@ -48,7 +46,8 @@ class FakeSystem
         std::ofstream(folder / "devnum") << "17\n";
     }
 
-    const fs::path m_root = testing::TempDir() + "kinect_failure." + std::to_string(getpid());
+    const support::Folder m_folder;
+    const fs::path& m_root = m_folder.path();
 };
 
 TEST(KinectFailure, NamesCauseAndRemedy)

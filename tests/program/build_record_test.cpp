@@ -3,6 +3,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "support/folder.h"
 #include "support/process.h"
 
 namespace
@@ -22,7 +23,8 @@ TEST(BuildRecord, StandsInItsSectionOfTheProgram)
     EXPECT_THAT(
         support::run({"/usr/bin/readelf", "-SW", RIGTOOL}).out,
         testing::ContainsRegex("bldinfo +PROGBITS +[0-9a-f]+ [0-9a-f]+ 008000 00 +A +0 +0 32\n"));
-    const std::string dump = testing::TempDir() + "bldinfo";
+    const support::Folder folder;
+    const std::string dump = folder / "bldinfo";
     ASSERT_EQ(support::run(
                   {"/usr/bin/objcopy", "--dump-section", "bldinfo=" + dump, RIGTOOL, "/dev/null"})
                   .status,
@@ -51,7 +53,8 @@ TEST(BuildRecord, StandsInItsSectionOfTheProgram)
 
 TEST(BuildRecord, NamesTheSameInstantTwiceAndHonoursSourceDateEpoch)
 {
-    const std::string output = testing::TempDir() + "build_record.cpp";
+    const support::Folder folder;
+    const std::string output = folder / "build_record.cpp";
     const auto write = [&](const std::string& environment) {
         const auto ended = support::run({"/usr/bin/env", environment, CMAKE_PROGRAM,
                                          "-DOUTPUT=" + output, "-DTEMPLATE=" BUILD_RECORD_TEMPLATE,

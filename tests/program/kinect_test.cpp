@@ -8,6 +8,7 @@
 #include <fstream>
 
 #include "common/time.h"
+#include "support/folder.h"
 #include "support/process.h"
 #include "tools/rigsim/rig.h"
 
@@ -30,13 +31,22 @@ constexpr const char* kInfraredFile = "/tmp/kinect_ir.png";
 class KinectCommand : public testing::Test
 {
   protected:
-    KinectCommand() { removeFiles(); }
-    ~KinectCommand() override { removeFiles(); }
+    ~KinectCommand() override { (void)removeFiles(); }
 
-    static void removeFiles()
+    /// The names are the program's and the same for all users of this computer.
+    void SetUp() override
     {
-        fs::remove(kColourFile);
-        fs::remove(kInfraredFile);
+        if (const auto error = removeFiles())
+            GTEST_SKIP() << "another user's " << kColourFile << " or " << kInfraredFile
+                         << " is in the way: " << error.message();
+    }
+
+    static std::error_code removeFiles()
+    {
+        std::error_code first, second;
+        fs::remove(kColourFile, first);
+        fs::remove(kInfraredFile, second);
+        return first ? first : second;
     }
 };
 
@@ -125,7 +135,7 @@ TEST_F(KinectCommand, InterruptStopsTheSensor)
 
 TEST_F(KinectCommand, ModuleThatCannotBeLoadedIsNamedAndTheListGoesOn)
 {
-    const fs::path folder = testing::TempDir() + "kinect_module." + std::to_string(getpid());
+    const support::Folder folder;
     const fs::path libraries = folder / "lib/rigtool";
     const fs::path module = libraries / "rigtool_kinect.so";
     fs::create_directories(folder / "bin");
@@ -146,7 +156,6 @@ TEST_F(KinectCommand, ModuleThatCannotBeLoadedIsNamedAndTheListGoesOn)
                                                      "[^\n]*\n(.|\n)*Failed to open VISCA(.|\n)*"));
         std::ofstream(module) << "text";
     }
-    fs::remove_all(folder);
 }
 
 TEST(Rigtool, LoadsNoOpenCVWithoutTheCommand)

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "support/folder.h"
 #include "support/process.h"
 #include "tools/rigsim/rig.h"
 
@@ -49,7 +50,7 @@ class DistantLine
 {
   public:
     DistantLine(const std::string& path, const std::string& name, const std::string& bitRate)
-        : m_link(freeName("distant_" + name)),
+        : m_link(m_folder / name),
           m_port(freePort()),
           m_server({SER2NET, "-n", "-d", "-u", "-c", configure(path, name, bitRate)}),
           m_client(
@@ -69,24 +70,17 @@ class DistantLine
     }
 
   private:
-    /// An earlier run that was killed has left its link, which may lead to another's line.
-    static fs::path freeName(const std::string& name)
-    {
-        fs::path path = testing::TempDir() + name;
-        fs::remove(path);
-        return path;
-    }
-
     std::string configure(const std::string& path, const std::string& name,
                           const std::string& bitRate) const
     {
-        const std::string file = testing::TempDir() + "ser2net_" + name + ".yaml";
+        const std::string file = m_folder / "ser2net.yaml";
         std::ofstream(file) << "connection: &" << name << "\n  accepter: tcp,127.0.0.1," << m_port
                             << "\n  connector: serialdev," << path << "," << bitRate
                             << "n81,local\n";
         return file;
     }
 
+    support::Folder m_folder;
     fs::path m_link;
     uint16_t m_port;
     support::Process m_server;

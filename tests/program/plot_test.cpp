@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "support/folder.h"
 #include "support/process.h"
 
 // The script that draws what the precision test prints.
@@ -31,7 +32,8 @@ const std::string kSamples =
 
 TEST(PlotPrecision, DrawsBothServosAsPngOrText)
 {
-    const std::string picture = testing::TempDir() + "errors.png";
+    const support::Folder folder;
+    const std::string picture = folder / "errors.png";
     const support::Ended png = plot("-o " + picture, kSamples);
     EXPECT_EQ(png.status, 0) << png.err;
     EXPECT_EQ(firstBytes(picture), "\x89PNG");

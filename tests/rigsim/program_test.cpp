@@ -30,7 +30,7 @@ class RigsimProgram : public testing::Test
         return support::run({"/bin/sh", "-c",
                              "exec 2>&1; cd '" + m_folder.string() +
                                  "'; export TMPDIR=$PWD PATH='" RIGSIM_FOLDER
-                                 ":" RIGSIM_PROBE_FOLDER ":'$PATH\n" +
+                                 ":" RIGSIM_PROBE_FOLDER ":/usr/bin:/bin'\n" +
                                  script});
     }
 
@@ -99,7 +99,9 @@ TEST_F(RigsimProgram, ServesPlainLinesUntilItIsTold)
             "mkfifo ready; rigsim --serve . --state state >ready & read line <ready; echo $line; "
             "serial_probe camera 9600 '88 30 01 FF'; "
             "serial_probe servos 57143 'FF FF 01 02 01 FB'; "
-            "serial_probe laser 9600; printf '\\240\\1\\1\\242' >laser; kill -" +
+            // Locked and closed: free again as soon as rigsim has had its turn.
+            "serial_probe laser 9600; until { printf '\\240\\1\\1\\242' >laser; } 2>/dev/null; do "
+            "sleep 0.01; done; kill -" +
             signal +
             " $!; wait $!; echo $?; rm ready; ls; grep -o 'packets...1,\\|chedOn.*' state");
         EXPECT_EQ(ended.out,

@@ -2,7 +2,13 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <linux/capability.h>
+#include <poll.h>
+#include <sys/syscall.h>
 #include <unistd.h>
+
+#include <optional>
+#include <thread>
 
 #include "tests/rigsim/serial_client.h"
 #include "tools/rigsim/pty_line.h"
@@ -29,6 +35,42 @@ TEST(PtyLine, CarriesEveryByteBothWaysAndAnyBitRate)
         EXPECT_TRUE(line.read().empty()) << "nothing is echoed";
     }
     EXPECT_LT(line.write(Bytes(100000, 0x55)), 100000U) << "what nobody reads is lost";
+}
+
+/// As for anybody but root, whom TIOCEXCL does not keep out: only for the thread that calls.
+void dropPrivileges()
+{
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct none[_LINUX_CAPABILITY_U32S_3] = {};
+    ASSERT_EQ(syscall(SYS_capset, &header, none), 0);
+}
+
+TEST(PtyLine, IsLockedUntilTheLastProgramHasClosedIt)
+{
+    std::thread([] {
+        dropPrivileges();
+        PtyLine line;
+        const auto canOpen = [&] {
+            const int descriptor = open(line.path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+            if (descriptor >= 0) close(descriptor);
+            return descriptor >= 0;
+        };
+        const int before = open(line.path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+        std::optional<SerialClient> client(std::in_place, line.path(), 9600);
+        client->say("88 30 01 FF");
+        EXPECT_EQ(line.read().size(), 4U);
+        line.heedClosings();
+        EXPECT_FALSE(canOpen()) << "after bytes";
+        close(before);
+        line.heedClosings();
+        EXPECT_FALSE(canOpen()) << "after another one's closing";
+        pollfd polled{line.closingsDescriptor(), POLLIN, 0};
+        EXPECT_EQ(poll(&polled, 1, 0), 0) << "nobody has closed it since";
+        client.reset();
+        EXPECT_EQ(poll(&polled, 1, 0), 1);
+        line.heedClosings();
+        EXPECT_TRUE(canOpen()) << "after the last closing";
+    }).join();
 }
 
 TEST(Rig, RunsTheCameraForOneProgramAfterTheOther)

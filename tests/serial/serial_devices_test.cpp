@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "devices/serial/serial_port.h"
+#include "support/folder.h"
 #include "tools/rigsim/pty_line.h"
 
 namespace quill
@@ -20,17 +21,16 @@ namespace fs = std::filesystem;
 
 TEST(SerialDevices, TellsWhatIsThereAndWhoUsesIt)
 {
-    const fs::path root =
-        fs::canonical(testing::TempDir()) / ("serial_devices_test." + std::to_string(::getpid()));
+    const support::Folder folder;
+    const fs::path& root = folder.path();
     const fs::path sysfs = root / "sys";
     const fs::path dev = root / "dev";
     const fs::path usb = sysfs / "devices/usb1/1-4";
     const fs::path tty = usb / "1-4:1.0/ttyUSB0/tty/ttyUSB0";
-    fs::remove_all(root);
-    for (const fs::path& folder : {tty, sysfs / "class/tty", sysfs / "class/tty/ttyS0/device",
-                                   sysfs / "class/tty/ttyS1/device", sysfs / "class/tty/console",
-                                   sysfs / "dev/char", dev / "serial/by-id"})
-        fs::create_directories(folder);
+    for (const fs::path& made : {tty, sysfs / "class/tty", sysfs / "class/tty/ttyS0/device",
+                                 sysfs / "class/tty/ttyS1/device", sysfs / "class/tty/console",
+                                 sysfs / "dev/char", dev / "serial/by-id"})
+        fs::create_directories(made);
     std::ofstream(sysfs / "class/tty/ttyS0/type") << "0\n";  // no chip behind the port
     std::ofstream(sysfs / "class/tty/ttyS1/type") << "4\n";
     std::ofstream(usb / "uevent") << "DEVTYPE=usb_device\n";
@@ -68,7 +68,6 @@ TEST(SerialDevices, TellsWhatIsThereAndWhoUsesIt)
     EXPECT_EQ(devices[1].usb->sysPath, usb);
     EXPECT_TRUE(devices[1].mayOpen);
     EXPECT_EQ(devices[1].holder, "serial_port_tes, process " + std::to_string(::getpid()));
-    fs::remove_all(root);
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "support/folder.h"
 #include "tools/rigsim/pty_line.h"
 
 namespace quill
@@ -48,7 +49,8 @@ std::optional<Error> readAll(SerialPort* port, Bytes* bytes, size_t size, Time d
 
 TEST(SerialPort, NamesCauseAndRemedyWhenItCannotOpen)
 {
-    const std::string file = testing::TempDir() + "no_tty";
+    const support::Folder folder;
+    const std::string file = folder / "no_tty";
     std::ofstream(file) << "text";
     const std::string noLine = " (this is no serial line; ls /dev/ttyUSB* /dev/ttyACM* shows them)";
     const struct

@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 
+#include "support/folder.h"
 #include "tools/rigsim/pty_line.h"
 
 namespace quill
@@ -24,14 +24,9 @@ class UsbDeviceLookUp : public testing::Test
   protected:
     UsbDeviceLookUp()
     {
-        // What the system calls itself may hold links: paths are compared as the system gives them.
-        m_root =
-            fs::canonical(testing::TempDir()) / ("usb_device_test." + std::to_string(::getpid()));
-        fs::remove_all(m_root);
         fs::create_directories(m_root / "dev/char");
         fs::create_directories(m_root / "class/tty");
     }
-    ~UsbDeviceLookUp() override { fs::remove_all(m_root); }
 
     void addUsbDevice(const std::string& folder, const std::string& busnum,
                       const std::string& devnum)
@@ -68,7 +63,8 @@ class UsbDeviceLookUp : public testing::Test
     }
 
     const rigsim::PtyLine line;
-    fs::path m_root;
+    const support::Folder m_folder;
+    const fs::path& m_root = m_folder.path();
 };
 
 TEST_F(UsbDeviceLookUp, FindsTheNearestUsbDeviceBehindHubsAndLinks)

@@ -3,6 +3,7 @@
 #include <asm/termbits.h>  // termios2; <termios.h> clashes with it
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/inotify.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <system_error>
+#include <utility>
 
 namespace rigsim
 {
@@ -48,14 +50,27 @@ PtyLine::PtyLine()
         m_terminal = name;
         m_path = m_folder->path() / "tty";
         addName(m_path);
-        // While no program has the line open, the master would report a hang-up without an end.
-        m_slave = open(name, O_RDWR | O_NOCTTY | O_CLOEXEC);
-        if (m_slave < 0) fail(errno, name);
+        openSlave();
         makeRaw(m_slave);
+        m_closings = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+        watchClosings();
     } catch (...) {
         unplug();
         throw;
     }
+}
+
+// While no program has the line open, the master would report a hang-up without an end.
+void PtyLine::openSlave()
+{
+    m_slave = open(m_terminal.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (m_slave < 0) fail(errno, m_terminal.c_str());
+}
+
+void PtyLine::watchClosings()
+{
+    m_watch = inotify_add_watch(m_closings, m_terminal.c_str(), IN_CLOSE);
+    if (m_watch < 0) fail(errno, "watch a pty (sysctl fs.inotify shows the limits)");
 }
 
 PtyLine::~PtyLine()
@@ -97,10 +112,38 @@ Bytes PtyLine::read()
         if (got == 0 || (got < 0 && errno == EAGAIN)) break;
         if (got < 0 && errno != EINTR) fail(errno, "read from a pty");
     }
-    // A serial line forgets TIOCEXCL when its last user closes it. Our own descriptor keeps this
-    // one in use, so that the next program would be kept out for ever.
-    if (!bytes.empty()) ioctl(m_slave, TIOCNXCL);
     return bytes;
+}
+
+void PtyLine::discardClosings() const
+{
+    alignas(inotify_event) char events[4096];
+    while (::read(m_closings, events, sizeof events) > 0) continue;
+}
+
+void PtyLine::heedClosings()
+{
+    discardClosings();
+    int isLocked = 0;
+    if (ioctl(m_slave, TIOCGEXCL, &isLocked) < 0) fail(errno, "look for a lock on a pty");
+    if (!isLocked) return;
+    // Our own descriptor keeps the line in use, and with it the lock, which would keep us out too.
+    ioctl(m_slave, TIOCNXCL);
+    if (isUsed()) ioctl(m_slave, TIOCEXCL);
+}
+
+// Nothing tells how many have a terminal open; but the master reports a hang-up when nobody has.
+// Our own closing is not to be watched, and every other one from before the look.
+bool PtyLine::isUsed()
+{
+    inotify_rm_watch(m_closings, m_watch);
+    close(std::exchange(m_slave, -1));
+    discardClosings();
+    watchClosings();
+    pollfd polled{m_master, 0, 0};
+    poll(&polled, 1, 0);
+    openSlave();
+    return (polled.revents & POLLHUP) == 0;
 }
 
 bool PtyLine::hasInput() const
@@ -129,10 +172,8 @@ void PtyLine::unplug()
     for (const auto& name : m_names) std::filesystem::remove(name, gone);
     m_names.clear();
     m_folder.reset();
-    if (m_slave >= 0) close(m_slave);
-    if (m_master >= 0) close(m_master);
-    m_slave = -1;
-    m_master = -1;
+    for (int* descriptor : {&m_slave, &m_master, &m_closings})
+        if (*descriptor >= 0) close(std::exchange(*descriptor, -1));
 }
 
 }  // namespace rigsim

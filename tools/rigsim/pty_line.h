@@ -40,6 +40,13 @@ class PtyLine
     /// The master's descriptor, for poll(); -1 once unplugged.
     int descriptor() const { return m_master; }
 
+    /// For poll() too: readable when a program has closed the line; -1 once unplugged.
+    int closingsDescriptor() const { return m_closings; }
+    /// Ends TIOCEXCL when the last program has closed the line, as a serial driver does. To be
+    /// called when the descriptor above is readable.
+    /// @throw std::system_error
+    void heedClosings();
+
     /// The bit rate in bit/s that the program has set, as the kernel keeps it (any value, also
     /// those without a B constant); 0 once unplugged.
     unsigned bitRate() const;
@@ -61,9 +68,16 @@ class PtyLine
     bool isPlugged() const { return m_master >= 0; }
 
   private:
+    void openSlave();
+    void watchClosings();
+    void discardClosings() const;
+    bool isUsed();
+
     std::unique_ptr<TemporaryFolder> m_folder = std::make_unique<TemporaryFolder>();
     int m_master = -1;
     int m_slave = -1;
+    int m_closings = -1;  // inotify
+    int m_watch = -1;
     std::string m_path;
     std::string m_terminal;
     std::vector<std::filesystem::path> m_names;

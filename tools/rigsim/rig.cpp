@@ -301,6 +301,7 @@ bool Rig::runDevices()
 void Rig::runDevice(Device* device)
 {
     const Time now = m_clock.now();
+    device->pty.heedClosings();
     const Bytes bytes = device->pty.read();
     if (!bytes.empty()) receive(device, bytes, now);
     for (const Output& output : device->model->takeOutput(now)) send(device, output);
@@ -329,7 +330,8 @@ void Rig::waitForWork()
     Duration wait = kLongestWait;
     for (const auto& device : m_devices) {
         if (!device->pty.isPlugged()) continue;
-        polled.push_back({device->pty.descriptor(), POLLIN, 0});
+        for (const int descriptor : {device->pty.descriptor(), device->pty.closingsDescriptor()})
+            polled.push_back({descriptor, POLLIN, 0});
         const auto next = device->model->nextEvent();
         if (next) wait = std::min(wait, m_clock.realTimeUntil(*next));
     }
