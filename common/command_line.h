@@ -49,7 +49,7 @@ class QUILL_API ProgramOption
 ///     -t, --set NAME=VALUE  gives a setting a value; the last one given stands
 ///     -v, -q                one level of the log more or less, may be repeated
 ///     --log-level N         shows the log up to level N
-///     --log-break-level N   a log record up to level N stops the program
+///     --log-break-level N   a log record of the formatted form, up to level N, stops the program
 ///     --help, --version     on standard output, status 0
 ///
 /// and what the program has declared as ProgramOption.

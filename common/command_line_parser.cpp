@@ -111,7 +111,8 @@ void declareOptions(CLI::App* app, Options* options)
         ->type_name("N")
         ->check(CLI::Range(0, 6).description(""));
     app->add_option("--log-break-level", options->logBreakLevel,
-                    "Stop the program after a record up to this level (default 0, never)")
+                    "Stop the program after a record of the formatted form up to this level\n"
+                    "(default 0, never); the man page tells which these are")
         ->type_name("N")
         ->check(CLI::Range(0, 6).description(""));
     ProgramOptions::declareAt(app);

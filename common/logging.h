@@ -44,7 +44,8 @@ class QUILL_API LoggingFilter
 QUILL_API void setLogLevel(int level);
 QUILL_API int logLevel();
 
-/// Records up to this level are followed by a failed assertion; 0 (none) unless set.
+/// Records of the formatted form (QUILL_LOGF) up to this level are followed by a failed assertion;
+/// 0 (none) unless set.
 QUILL_API void setLogBreakLevel(int level);
 
 QUILL_API bool isLoggerEnabled(int level, const char* category);

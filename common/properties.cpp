@@ -11,13 +11,8 @@ const std::shared_ptr<PropertyNode>& propertyTree()
 
 void initializeStaticProperties()
 {
-    using Queue = StaticDeferredInit<StaticPropertyInitTag, StaticPropertyInitArgs>;
-    static Queue* s_bound = nullptr;  // the queue from here on is bound already
-
     const StaticPropertyInitArgs args{propertyTree().get()};
-    for (Queue* entry = Queue::s_head; entry != s_bound; entry = entry->next)
-        entry->initialize(args);
-    s_bound = Queue::s_head;
+    while (auto* entry = StaticPropertyInitTag::take()) entry->initialize(args);
 }
 
 }  // namespace quill

@@ -26,7 +26,7 @@ class NonCopyable
 
 /// Base of objects whose initialisation waits until the subsystem named by `Tag` starts. Each
 /// queues itself when constructed, during static construction, which is single-threaded. The queue
-/// does not own its entries and must not be walked once static destruction has begun.
+/// does not own its entries; who destroys one that may still wait takes it out first.
 template <typename Tag, typename Args>
 class QUILL_API StaticDeferredInit : public NonCopyable
 {
@@ -36,6 +36,20 @@ class QUILL_API StaticDeferredInit : public NonCopyable
     virtual ~StaticDeferredInit() = default;
 
     StaticDeferredInit* next;
+
+    /// Takes the entry that was queued last out of the queue; null when none waits.
+    static StaticDeferredInit* take()
+    {
+        return s_head == nullptr ? nullptr : std::exchange(s_head, s_head->next);
+    }
+
+    /// Takes this entry out, if it waits.
+    static void withdraw(const StaticDeferredInit* entry)
+    {
+        StaticDeferredInit** link = &s_head;
+        while (*link != nullptr && *link != entry) link = &(*link)->next;
+        if (*link != nullptr) *link = entry->next;
+    }
 
     /// The entry queued last; null while nothing is queued. Every module that declares a property
     /// defines it, and the dynamic linker makes them one.
@@ -130,7 +144,13 @@ class StaticProperty : public StaticPropertyBase<T, PropertyWrapper<T>, StaticPr
     /// @param fileName  the declaring source file, not owned; may be null
     StaticProperty(const std::string& path, T defaultValue, const char* fileName)
     {
-        this->data = std::make_shared<typename Base::Data>();
+        // Without the withdrawal a property that is gone before it is bound would leave the queue
+        // with a pointer to memory that the next property may get.
+        const auto destroy = [](typename Base::Data* gone) {
+            Base::Data::withdraw(gone);
+            delete gone;
+        };
+        this->data = std::shared_ptr<typename Base::Data>(new typename Base::Data, destroy);
         this->data->path = path;
         this->data->defaultValue = std::move(defaultValue);
         this->data->fileName = fileName;
@@ -159,5 +179,6 @@ QUILL_API void initializeStaticProperties();
 #define QUILL_DECLARE_PROPERTY(type, variable)                                              \
     extern ::quill::StaticProperty<type> variable;                                          \
     QUILL_API void in_this_namespace_property_##variable##_was_not_defined_with_type(type); \
-    [[maybe_unused]] static void (*const variable##_guard)(type) =                          \
+    /* used: an optimiser that drops the pointer drops the check with it */                 \
+    [[gnu::used]] static void (*const variable##_guard)(type) =                             \
         &in_this_namespace_property_##variable##_was_not_defined_with_type

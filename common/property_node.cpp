@@ -1,5 +1,7 @@
 #include "common/property_node.h"
 
+#include <utility>
+
 #include "common/text.h"
 
 namespace quill
@@ -80,13 +82,16 @@ PropertyValue PropertyNode::defaultValue()
 
 unsigned long PropertyNode::setAllMeta(const std::shared_ptr<const PropertyMetadata>& meta)
 {
-    static const PropertyMetadata none;
-    const PropertyMetadata& wanted = meta != nullptr ? *meta : none;
-
     PropertyNodeData::SharedDataLock lock(this, nullptr);
-    if (lock->metaMap == nullptr) lock->metaMap = std::make_shared<PropertyMetadata>();
-    if (wanted == *lock->metaMap) return 0;
-    *lock->metaMap = wanted;
+    auto& own = lock->metaMap;
+    if (meta == nullptr) {
+        const auto before = std::exchange(own, nullptr);
+        if (before == nullptr || before->empty()) return 0;
+    } else {
+        if (own == nullptr) own = std::make_shared<PropertyMetadata>();
+        if (*meta == *own) return 0;
+        *own = *meta;
+    }
     announce(lock, kMetaChanged, "*", PropertyValue());
     return lock->changeCounter;
 }

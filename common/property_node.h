@@ -133,7 +133,7 @@ class QUILL_API PropertyNode : public std::enable_shared_from_this<PropertyNode>
         return lock->changeCounter;
     }
 
-    /// Replaces all metadata by copies of `meta`; null counts as none.
+    /// Replaces all metadata by copies of `meta`; null counts as none and takes the map away.
     /// @return 0 when nothing changed, else the change counter
     unsigned long setAllMeta(const std::shared_ptr<const PropertyMetadata>& meta);
 

@@ -90,6 +90,29 @@ TEST_F(Properties, QueueTheLastDeclaredFirst)
     quill::initializeStaticProperties();
 }
 
+TEST_F(Properties, MayGoBeforeTheyAreBoundAndOthersTakeTheirPlaceInMemory)
+{
+    alignas(quill::StaticProperty<int>) std::byte place[sizeof(quill::StaticProperty<int>)];
+    const auto make = [&](const char* path) {
+        return new (place) quill::StaticProperty<int>(path, 9, nullptr);
+    };
+    Queue* const before = Queue::s_head;
+    const quill::StaticProperty<int> older("queue/older", 8, nullptr);
+    auto* property = make("queue/gone");
+    const quill::StaticProperty<int> newer("queue/newer", 7, nullptr);
+    property->~StaticProperty();
+    EXPECT_EQ(Queue::s_head->next->next, before);
+
+    for (const char* path : {"queue/bound", "queue/successor"}) {
+        property = make(path);
+        quill::initializeStaticProperties();
+        EXPECT_EQ((*property)(), 9) << path;
+        property->~StaticProperty();
+    }
+    EXPECT_EQ(older() * 10 + newer(), 87);
+    EXPECT_EQ(node("queue/gone"), nullptr);
+}
+
 TEST_F(Properties, WithoutAPathAreOurMistake)
 {
     std::vector<std::string> messages;

@@ -88,6 +88,7 @@ TEST_F(Node, ReplacesAllMetadataByCopies)
     EXPECT_EQ(node->meta("x").toString(), "1") << "the caller's map is not shared";
     EXPECT_EQ(node->setAllMeta(wanted), 2u);
     EXPECT_EQ(node->setAllMeta(nullptr), 3u);
+    EXPECT_EQ(PropertyNodeData::SharedDataLock(node.get(), nullptr)->metaMap, nullptr);
     EXPECT_TRUE(node->meta("x").isEmpty());
     EXPECT_EQ(takeChanges(), (Changes{"3 *  1", "3 *  2", "3 *  3"}));
 }
