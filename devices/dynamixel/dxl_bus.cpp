@@ -62,10 +62,10 @@ std::optional<Error> DxlBus::open(const std::string& device, int baudNumber)
     if (!bitRate)
         return Error{device, "set baud number " + std::to_string(baudNumber), 0,
                      "it gives no bit rate", "0..252, the value of the servo's register 4"};
-    if (auto error = m_port.open(device, *bitRate)) return error;
-    m_port.setLowLatency();
+    if (auto error = m_line.open(device, *bitRate)) return error;
+    m_line.setLowLatency();
     m_bitRate = *bitRate;
-    m_adapterDelay = std::max(m_port.roundTripAllowance(), kLowLatency) - kLowLatency;
+    m_adapterDelay = std::max(m_line.roundTripAllowance(), kLowLatency) - kLowLatency;
     return std::nullopt;
 }
 
@@ -75,7 +75,7 @@ int DxlBus::read(int id, int address, Width width)
     const auto request = readRequest(id, address, width);
     if (!request) {
         QUILL_LOG(kWarning, kCategory)
-            << m_port.path() << ": " << what << ": not sent, out of range (ID 0.." << kLastServoId
+            << m_line.path() << ": " << what << ": not sent, out of range (ID 0.." << kLastServoId
             << ", address 0.." << kLastAddress + 1 - width << ")";
         return -1;
     }
@@ -100,7 +100,7 @@ bool DxlBus::write(int id, int address, int value, Width width)
     const auto request = writeRequest(id, address, value, width);
     if (!request) {
         QUILL_LOG(kWarning, kCategory)
-            << m_port.path() << ": " << what << ": not sent, out of range (ID 0.." << kBroadcastId
+            << m_line.path() << ": " << what << ": not sent, out of range (ID 0.." << kBroadcastId
             << ", address 0.." << kLastAddress + 1 - width << ", value 0.."
             << (width == kByte ? 0xFF : 0xFFFF) << ")";
         return false;
@@ -112,7 +112,7 @@ bool DxlBus::write(int id, int address, int value, Width width)
     if (!error) error = exchange(*request, 0, &answer);
     if (isTimeout(error)) {
         QUILL_LOG(kTrace, kCategory)
-            << m_port.path() << ": " << what
+            << m_line.path() << ": " << what
             << ": no status (a servo with status return level 0 or 1 sends none)";
         return true;
     }
@@ -164,10 +164,10 @@ std::optional<Error> DxlBus::exchange(const InstructionPacket& request, size_t a
 
 std::optional<Error> DxlBus::send(const InstructionPacket& request, Time deadline)
 {
-    m_port.discardInput();
+    m_line.discardInput();
     m_reader.reset();
     const Bytes bytes = encode(request);
-    auto error = m_port.write(bytes.data(), bytes.size(), deadline);
+    auto error = m_line.write(bytes.data(), bytes.size(), deadline);
     if (!isTimeout(error)) return error;
     return Error{"", "", EAGAIN, "the adapter takes no bytes", "unplug it and plug it in again"};
 }
@@ -210,7 +210,7 @@ std::optional<Error> DxlBus::receive(Time deadline)
 {
     uint8_t buffer[256];
     size_t got = 0;
-    const auto error = m_port.readSome(buffer, sizeof buffer, &got, deadline);
+    const auto error = m_line.readSome(buffer, sizeof buffer, &got, deadline);
     m_reader.push(buffer, got);
     return error;
 }
@@ -273,7 +273,7 @@ void DxlBus::forgetOldFailures(int id)
 
 void DxlBus::reportFailure(int id, const std::string& what, Error error)
 {
-    error.subject = m_port.path();
+    error.subject = m_line.path();
     error.step = what;
     const bool expected = m_silenceExpected && error.number == ETIMEDOUT;
     const bool told = m_lineLost || (!expected && !isNews(id, what + error.reason));
@@ -285,7 +285,7 @@ void DxlBus::reportErrorBits(const std::string& what, const StatusPacket& answer
 {
     if (answer.error == 0) return;
     QUILL_LOG(kWarning, kCategory)
-        << m_port.path() << ": " << what << ": the servo reports " << errorText(answer.error);
+        << m_line.path() << ": " << what << ": the servo reports " << errorText(answer.error);
 }
 
 }  // namespace quill::dynamixel

@@ -11,7 +11,7 @@
 #include "common/recursive_mutex.h"
 #include "common/time.h"
 #include "devices/dynamixel/dxl_codec.h"
-#include "devices/serial/serial_port.h"
+#include "devices/serial/device_line.h"
 
 namespace quill::dynamixel
 {
@@ -25,8 +25,11 @@ namespace quill::dynamixel
 class DxlBus
 {
   public:
+    /// @param line  the bus; not open yet
     /// @param lock  held during each exchange; may be empty
-    explicit DxlBus(std::shared_ptr<RecursiveMutex> lock = nullptr) : m_lock(std::move(lock)) {}
+    explicit DxlBus(DeviceLine line, std::shared_ptr<RecursiveMutex> lock = nullptr)
+        : m_line(std::move(line)), m_lock(std::move(lock))
+    {}
 
     /// Not logged: the caller knows what a line that cannot be opened means to it.
     [[nodiscard]] std::optional<Error> open(const std::string& device, int baudNumber);
@@ -71,7 +74,7 @@ class DxlBus
     void reportFailure(int id, const std::string& what, Error error);
     void reportErrorBits(const std::string& what, const StatusPacket& answer);
 
-    SerialPort m_port;
+    DeviceLine m_line;
     int m_bitRate = 0;
     Duration m_adapterDelay;  ///< latency timer beyond 1 ms, and the line's own delay
     bool m_lineEchoes = false;

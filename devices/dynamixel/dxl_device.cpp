@@ -27,7 +27,7 @@ DxlDevice::~DxlDevice() = default;
 int DxlDevice::dxl_initialize(const std::string& device, int baudnum)
 {
     m_bus.reset();
-    auto bus = std::make_unique<DxlBus>();
+    auto bus = std::make_unique<DxlBus>(quill::DeviceLine());
     if (const auto error = bus->open(device, baudnum)) {
         QUILL_LOG(kWarning, kCategory) << error->text();
         return 0;

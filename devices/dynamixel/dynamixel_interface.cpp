@@ -72,7 +72,7 @@ class SerialInterface final : public DynamixelInterface
 std::shared_ptr<DynamixelInterface> DynamixelInterface::open(
     const std::string& device, int baudnum, const std::shared_ptr<RecursiveMutex>& lock)
 {
-    auto bus = std::make_shared<DxlBus>(lock);
+    auto bus = std::make_shared<DxlBus>(DeviceLine(), lock);
     if (const auto error = bus->open(device, baudnum)) throw DynamixelError(error->text());
     return std::make_shared<SerialInterface>(std::move(bus));
 }

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "common/logging.h"
-#include "devices/serial/serial_port.h"
+#include "devices/serial/device_line.h"
 
 namespace quill
 {
@@ -20,11 +20,11 @@ std::optional<Error> send(const std::string& device, bool on)
 {
     static constexpr uint8_t kOn[] = {0xA0, 0x01, 0x01, 0xA2};
     static constexpr uint8_t kOff[] = {0xA0, 0x01, 0x00, 0xA1};
-    const Time deadline = Time::now() + kTimeout + SerialPort::lineDelay();
-    SerialPort port;
-    auto error = port.open(device, kBitRate);
-    if (!error) error = port.write(on ? kOn : kOff, sizeof kOn, deadline);
-    if (!error) error = port.drain(deadline);
+    DeviceLine line;
+    const Time deadline = line.deadlineIn(kTimeout);
+    auto error = line.open(device, kBitRate);
+    if (!error) error = line.write(on ? kOn : kOff, sizeof kOn, deadline);
+    if (!error) error = line.drain(deadline);
     return error;
 }
 

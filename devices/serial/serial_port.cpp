@@ -31,8 +31,6 @@ constexpr int kTolerancePercent = 3;
 /// 9600 bit/s.
 constexpr Duration kDrainInterval = milliseconds(1);
 
-Duration s_lineDelay;
-
 std::string busyRemedy(const std::string& path)
 {
     const std::string holder = lineHolder(path);
@@ -128,19 +126,9 @@ void SerialPort::setLowLatency()
     if (isOpen() && !m_lowLatency) m_lowLatency = std::make_unique<LowLatency>(m_fd);
 }
 
-Duration SerialPort::roundTripAllowance() const
+Duration SerialPort::latency() const
 {
-    return UsbAdapter(m_path).latency() + s_lineDelay;
-}
-
-void SerialPort::setLineDelay(Duration delay)
-{
-    s_lineDelay = delay;
-}
-
-Duration SerialPort::lineDelay()
-{
-    return s_lineDelay;
+    return UsbAdapter(m_path).latency();
 }
 
 std::optional<Error> SerialPort::write(const uint8_t* bytes, size_t size, Time deadline)
@@ -223,12 +211,6 @@ void SerialPort::trace(const char* direction, const uint8_t* bytes, size_t size)
         hex += {' ', digits[bytes[i] >> 4], digits[bytes[i] & 0x0F]};
     }
     QUILL_LOG(kWire, kCategory) << m_path << " " << direction << hex;
-}
-
-bool isLineLost(const Error& error)
-{
-    return error.number == EIO || error.number == ENODEV || error.number == ENXIO ||
-           error.number == EBADF;
 }
 
 }  // namespace quill

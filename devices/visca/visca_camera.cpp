@@ -25,23 +25,18 @@ int report(const std::optional<Error>& error)
     return error->number == 0 ? VISCACamera::kRefused : VISCACamera::kNoAnswer;
 }
 
-Time deadlineIn(Duration timeout)
-{
-    return Time::now() + timeout + SerialPort::lineDelay();
-}
-
 class SerialCamera final : public VISCACamera
 {
   public:
     [[nodiscard]] std::optional<Error> openLine(const std::string& device, Duration timeout)
     {
-        return m_conversation.open(device, deadlineIn(timeout));
+        return m_conversation.open(device, timeout);
     }
 
     int rehomePanTilt(const Duration& timeout) override
     {
         return report(m_conversation.command(visca::panTiltReset(), "re-home pan and tilt",
-                                             Conversation::Until::Completed, deadlineIn(timeout)));
+                                             Conversation::Until::Completed, timeout));
     }
 
     int setPanTiltPosition(int panSpeed, int tiltSpeed, int pan, int tilt,
@@ -59,7 +54,7 @@ class SerialCamera final : public VISCACamera
         Bytes data;
         const int result =
             report(m_conversation.inquire(visca::panTiltInquiry(), "ask for pan and tilt",
-                                          visca::kPanTiltDataBytes, &data, deadlineIn(timeout)));
+                                          visca::kPanTiltDataBytes, &data, timeout));
         if (result != kDone) return result;
         *pan = static_cast<int16_t>(visca::decodeNibbles(data, 0));
         *tilt = static_cast<int16_t>(visca::decodeNibbles(data, 4));
@@ -74,9 +69,8 @@ class SerialCamera final : public VISCACamera
     int getZoomPosition(uint16_t* zoom, const Duration& timeout) override
     {
         Bytes data;
-        const int result =
-            report(m_conversation.inquire(visca::zoomInquiry(), "ask for zoom",
-                                          visca::kZoomDataBytes, &data, deadlineIn(timeout)));
+        const int result = report(m_conversation.inquire(visca::zoomInquiry(), "ask for zoom",
+                                                         visca::kZoomDataBytes, &data, timeout));
         if (result != kDone) return result;
         *zoom = visca::decodeNibbles(data, 0);
         return kDone;
@@ -92,11 +86,10 @@ class SerialCamera final : public VISCACamera
                    "0..65535)";
             return kOutOfRange;
         }
-        return report(
-            m_conversation.command(*packet, what, Conversation::Until::Taken, deadlineIn(timeout)));
+        return report(m_conversation.command(*packet, what, Conversation::Until::Taken, timeout));
     }
 
-    Conversation m_conversation;
+    Conversation m_conversation{DeviceLine()};
 };
 
 }  // namespace

@@ -35,12 +35,6 @@ bool isTimeout(const std::optional<Error>& error)
     return error && error->number == ETIMEDOUT;
 }
 
-/// On a line that is carried over a network everything comes later.
-Duration withDelay(Duration span)
-{
-    return span + SerialPort::lineDelay();
-}
-
 Time earlier(Time a, Time b)
 {
     return std::min(a, b);
@@ -48,13 +42,14 @@ Time earlier(Time a, Time b)
 
 }  // namespace
 
-std::optional<Error> Conversation::open(const std::string& device, Time deadline)
+std::optional<Error> Conversation::open(const std::string& device, Duration timeout)
 {
+    const Time deadline = m_line.deadlineIn(timeout);
     m_reader.reset();
     m_replies.clear();
     m_underWay = {};
     m_lineEchoes = false;
-    if (auto error = m_port.open(device, kBitRate)) return error;
+    if (auto error = m_line.open(device, kBitRate)) return error;
     if (auto error = findCamera(deadline)) return explain(*error, "find the camera");
     return clearInterface(deadline);
 }
@@ -63,7 +58,7 @@ std::optional<Error> Conversation::findCamera(Time deadline)
 {
     for (;;) {
         if (auto error = send(addressSet(), deadline)) return error;
-        const Time again = earlier(deadline, Time::now() + withDelay(kAddressSetInterval));
+        const Time again = earlier(deadline, m_line.deadlineIn(kAddressSetInterval));
         for (;;) {
             Reply reply;
             const auto error = nextReply(&reply, again);
@@ -80,7 +75,7 @@ std::optional<Error> Conversation::findCamera(Time deadline)
 std::optional<Error> Conversation::clearInterface(Time deadline)
 {
     if (auto error = send(interfaceClear(), deadline)) return error;
-    const Time giveUp = earlier(deadline, Time::now() + withDelay(kInterfaceClearTimeout));
+    const Time giveUp = earlier(deadline, m_line.deadlineIn(kInterfaceClearTimeout));
     bool echoAwaited = m_lineEchoes;
     for (;;) {
         Reply reply;
@@ -91,12 +86,13 @@ std::optional<Error> Conversation::clearInterface(Time deadline)
         if (reply.kind == ReplyKind::InterfaceClear && !std::exchange(echoAwaited, false)) break;
     }
     // Completions of an earlier run and network changes may still be on their way.
-    return awaitQuiet(withDelay(kQuiet), deadline);
+    return awaitQuiet(m_line.withDelay(kQuiet), deadline);
 }
 
 std::optional<Error> Conversation::command(const Bytes& packet, const std::string& what,
-                                           Until until, Time deadline)
+                                           Until until, Duration timeout)
 {
+    const Time deadline = m_line.deadlineIn(timeout);
     for (bool wasFull = false;; wasFull = true) {
         if (auto error = send(packet, deadline)) return explain(*error, what);
         Reply answer;
@@ -133,7 +129,7 @@ std::optional<Error> Conversation::awaitTaken(const std::string& what, Time dead
         const bool endsCommand = answer->kind == ReplyKind::Completion && answer->data.empty();
         if (endsCommand && !endsEarlierCommand(*answer) && !stray) {
             stray = *answer;
-            until = earlier(deadline, Time::now() + withDelay(kStrayCompletionGrace));
+            until = earlier(deadline, m_line.deadlineIn(kStrayCompletionGrace));
         }
     }
 }
@@ -152,8 +148,9 @@ std::optional<Error> Conversation::awaitCompletion(int socket, const std::string
 }
 
 std::optional<Error> Conversation::inquire(const Bytes& packet, const std::string& what,
-                                           size_t dataBytes, Bytes* data, Time deadline)
+                                           size_t dataBytes, Bytes* data, Duration timeout)
 {
+    const Time deadline = m_line.deadlineIn(timeout);
     // The answer to an inquiry that was given up may be waiting: it must not pass for this one's.
     if (auto error = awaitQuiet(Duration(), Time::now() + kWaitingRepliesTimeout))
         return explain(*error, what);
@@ -179,7 +176,7 @@ bool Conversation::endsEarlierCommand(const Reply& completion)
 
 std::optional<Error> Conversation::send(const Bytes& packet, Time deadline)
 {
-    return m_port.write(packet.data(), packet.size(), deadline);
+    return m_line.write(packet.data(), packet.size(), deadline);
 }
 
 std::optional<Error> Conversation::nextReply(Reply* reply, Time deadline)
@@ -188,10 +185,10 @@ std::optional<Error> Conversation::nextReply(Reply* reply, Time deadline)
         // What is waiting at the deadline still counts, but a line that never falls silent must not
         // hold us past it: one look, no more.
         if (Time::now() >= deadline && std::exchange(m_lastLook, deadline) == deadline)
-            return Error{m_port.path(), "read", ETIMEDOUT, "", ""};
+            return Error{m_line.path(), "read", ETIMEDOUT, "", ""};
         uint8_t buffer[256];
         size_t got = 0;
-        if (auto error = m_port.readSome(buffer, sizeof buffer, &got, deadline)) return error;
+        if (auto error = m_line.readSome(buffer, sizeof buffer, &got, deadline)) return error;
         for (size_t i = 0; i < got; ++i) {
             const auto packet = m_reader.push(buffer[i]);
             const auto parsed = packet ? parseReply(*packet) : std::nullopt;
@@ -227,7 +224,7 @@ std::optional<Error> Conversation::awaitQuiet(Duration quiet, Time deadline)
 
 Error Conversation::refusal(const std::string& what, uint8_t error) const
 {
-    return {m_port.path(), what, 0, "the camera refuses: " + errorText(error), ""};
+    return {m_line.path(), what, 0, "the camera refuses: " + errorText(error), ""};
 }
 
 Error Conversation::explain(Error error, const std::string& what) const

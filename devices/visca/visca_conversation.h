@@ -4,16 +4,17 @@
 #include <deque>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "common/time.h"
-#include "devices/serial/serial_port.h"
+#include "devices/serial/device_line.h"
 #include "devices/visca/visca_codec.h"
 
 namespace quill::visca
 {
 
 /// One controller's side of a VISCA line with one camera: sends a packet and finds the reply that
-/// belongs to it among late completions, network changes, noise and echo. Deadlines are for a whole
+/// belongs to it among late completions, network changes, noise and echo. Time-outs are for a whole
 /// exchange. An Error with number 0 is the camera's refusal, ETIMEDOUT its silence.
 class Conversation
 {
@@ -24,17 +25,20 @@ class Conversation
         Completed,  ///< the action has ended
     };
 
-    const std::string& device() const { return m_port.path(); }
+    /// @param line  not open yet
+    explicit Conversation(DeviceLine line) : m_line(std::move(line)) {}
 
-    [[nodiscard]] std::optional<Error> open(const std::string& device, Time deadline);
+    const std::string& device() const { return m_line.path(); }
+
+    [[nodiscard]] std::optional<Error> open(const std::string& device, Duration timeout);
 
     /// @param what  the command in words, for the error text
     [[nodiscard]] std::optional<Error> command(const Bytes& packet, const std::string& what,
-                                               Until until, Time deadline);
+                                               Until until, Duration timeout);
 
     /// @param dataBytes  length of the reply's data; another length is not the reply
     [[nodiscard]] std::optional<Error> inquire(const Bytes& packet, const std::string& what,
-                                               size_t dataBytes, Bytes* data, Time deadline);
+                                               size_t dataBytes, Bytes* data, Duration timeout);
 
   private:
     [[nodiscard]] std::optional<Error> findCamera(Time deadline);
@@ -55,7 +59,7 @@ class Conversation
     Error refusal(const std::string& what, uint8_t error) const;
     Error explain(Error error, const std::string& what) const;
 
-    SerialPort m_port;
+    DeviceLine m_line;
     PacketReader m_reader;
     std::deque<Reply> m_replies;       ///< read from the line and not yet looked at
     std::array<int, 16> m_underWay{};  ///< commands acknowledged and not completed, by socket

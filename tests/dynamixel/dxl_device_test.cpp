@@ -6,9 +6,9 @@
 #include <tuple>
 
 #include "common/interrupt.h"
-#include "dynamixel/scripted_line.h"
 #include "support/fake_clock.h"
 #include "support/log_capture.h"
+#include "support/scripted_line.h"
 
 namespace
 {

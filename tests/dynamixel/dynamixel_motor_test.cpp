@@ -3,9 +3,10 @@
 #include <future>
 #include <tuple>
 
+#include "devices/dynamixel/dxl_codec.h"
 #include "devices/dynamixel/dynamixel_interface.h"
-#include "dynamixel/scripted_line.h"
 #include "support/log_capture.h"
+#include "support/scripted_line.h"
 
 namespace quill
 {

@@ -9,7 +9,7 @@
 #include "common/properties.h"
 #include "common/startup.h"
 #include "device_list.h"
-#include "devices/serial/serial_port.h"
+#include "devices/serial/device_line.h"
 #include "tools/orca/hardware_driver.h"
 
 QUILL_DEFINE_PROPERTY(std::string, p_device, "device", "/dev/ttyUSB0");
@@ -108,7 +108,7 @@ int main(int argc, char** argv)
     quill::initCommandLine(&argc, &argv, true);
     std::shared_ptr<void> guard = quill::g_common_init->init();
 
-    quill::SerialPort::setLineDelay(quill::milliseconds(s_lineDelay.number()));
+    quill::DeviceLine::setDefaultDelay(quill::milliseconds(s_lineDelay.number()));
     const int status = run();
     guard.reset();
     return status;

@@ -1,18 +1,17 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
-#include <string>
 #include <vector>
 
 #include "common/time.h"
-#include "devices/dynamixel/dxl_codec.h"
 
-/// A serial line in the place of SerialPort, with servos that follow a script; on the fake clock,
-/// so that time passes only by what is waited for. Every path opens.
+/// A line whose other end follows a script; on the fake clock, so that time passes only by what is
+/// waited for. Every path opens.
 namespace support
 {
 
-using quill::dynamixel::Bytes;
+using Bytes = std::vector<uint8_t>;
 
 /// What comes back for one request: pieces in the order of their arrival.
 struct Piece
@@ -25,17 +24,18 @@ using Answer = std::vector<Piece>;
 /// A piece at which the adapter is unplugged.
 const Piece kUnplugged = {{}, quill::milliseconds(1)};
 
-struct ScriptedLine
+struct LineScript
 {
     std::vector<Answer> script = {};       ///< an entry for each request
     Answer usual = {};                     ///< when the script is at its end
-    quill::Duration adapterDelay = {};     ///< that the port tells of
+    quill::Duration latency = {};          ///< that the line tells of
     std::function<void()> onRequest = {};  ///< may be empty
     quill::Duration writeTakes = {};       ///< on a busy machine
     size_t requests = 0;
 };
 
-/// The line of the test; assign to it before anything is opened.
-ScriptedLine& line();
+/// The script of the test; assign to it before anything is opened. Every DeviceLine follows it from
+/// the first call on.
+LineScript& line();
 
 }  // namespace support

@@ -1,0 +1,61 @@
+#include "devices/serial/device_line.h"
+
+#include <cerrno>
+#include <utility>
+
+#include "devices/serial/serial_port.h"
+
+namespace quill
+{
+namespace
+{
+
+/// What lines of this process are, unless whoever makes one says otherwise.
+struct Defaults
+{
+    Duration delay;
+    DeviceLine::MakeBytes make;
+};
+
+Defaults& defaults()
+{
+    static Defaults object;
+    return object;
+}
+
+std::unique_ptr<ByteLine> makeBytes()
+{
+    return defaults().make ? defaults().make() : std::make_unique<SerialPort>();
+}
+
+}  // namespace
+
+DeviceLine::DeviceLine() : DeviceLine(makeBytes(), defaults().delay) {}
+
+DeviceLine::DeviceLine(std::unique_ptr<ByteLine> bytes, Duration delay)
+    : m_bytes(std::move(bytes)), m_delay(delay)
+{}
+
+void DeviceLine::setDefaultDelay(Duration delay)
+{
+    defaults().delay = delay;
+}
+
+void DeviceLine::setDefaultBytes(MakeBytes make)
+{
+    defaults().make = std::move(make);
+}
+
+std::optional<Error> DeviceLine::open(const std::string& path, int bitRate)
+{
+    m_path = path;
+    return m_bytes->open(path, bitRate);
+}
+
+bool isLineLost(const Error& error)
+{
+    return error.number == EIO || error.number == ENODEV || error.number == ENXIO ||
+           error.number == EBADF;
+}
+
+}  // namespace quill
