@@ -16,6 +16,9 @@ namespace
 
 constexpr int kRequestTimeoutMs = 1000;
 constexpr int kRelease = 0x0600;  // bcdDevice of every FT232R
+/// Of the other chips that have CBUS pins, at other places of the EEPROM and with other codes.
+constexpr int kReleaseFt232h = 0x0900;
+constexpr int kReleaseFtx = 0x1000;
 
 struct FreeDeviceList
 {
@@ -40,6 +43,15 @@ Error usbError(const std::string& path, const std::string& step, int code, const
     return {path, step, 0, libusb_strerror(code), remedyFor(code, node)};
 }
 
+Error wrongChip(const std::string& path, const std::string& step, const UsbDevice& device)
+{
+    const bool hasCbus = device.ttyDriver == "ftdi_sio" &&
+                         (device.release == kReleaseFt232h || device.release == kReleaseFtx);
+    return {path, step, 0,
+            hasCbus ? "this chip's CBUS pins are not supported" : "its adapter is no FT232R",
+            "only those of an FT232R are supported; lsusb shows what it is"};
+}
+
 }  // namespace
 
 void FT232R::Free::operator()(ftdi_context* context) const
@@ -55,14 +67,13 @@ std::optional<Error> FT232R::open(const std::string& path)
     m_path = path;
     const std::string step = "open the CBUS pins";
     const auto device = findUsbDevice(path);
-    if (!device) {
+    if (!device || device->ttyDriver.empty()) {
         const bool exists = ::access(path.c_str(), F_OK) == 0;
         return Error{path, step, exists ? 0 : ENOENT, exists ? "no serial adapter on USB" : "",
                      "is it plugged in? ls -l /dev/serial/by-id shows the adapters"};
     }
     if (device->ttyDriver != "ftdi_sio" || device->release != kRelease)
-        return Error{path, step, 0, "its adapter is no FT232R",
-                     "only an FT232R has the CBUS pins; lsusb shows what it is"};
+        return wrongChip(path, step, *device);
     return openUsb(device->bus, device->address, device->nodePath());
 }
 

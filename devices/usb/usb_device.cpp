@@ -15,17 +15,22 @@ namespace
 
 namespace fs = std::filesystem;
 
-/// The folder of the tty in the tree of devices; empty when `tty` is none.
-fs::path folderOfTty(const std::string& tty, const fs::path& sysfs)
+/// The folder of the node's device in the tree of devices; empty when it is no device node.
+fs::path folderOfNode(const std::string& path, const fs::path& sysfs)
 {
     struct stat node = {};
-    if (::stat(tty.c_str(), &node) != 0 || !S_ISCHR(node.st_mode)) return {};
+    if (::stat(path.c_str(), &node) != 0) return {};
+    if (!S_ISCHR(node.st_mode) && !S_ISBLK(node.st_mode)) return {};
     const std::string number =
         std::to_string(major(node.st_rdev)) + ":" + std::to_string(minor(node.st_rdev));
     std::error_code none;
-    const fs::path folder = fs::canonical(sysfs / "dev/char" / number, none);
-    const bool isTty = fs::read_symlink(folder / "subsystem", none).filename() == "tty";
-    return isTty ? folder : fs::path();
+    return fs::canonical(sysfs / "dev" / (S_ISCHR(node.st_mode) ? "char" : "block") / number, none);
+}
+
+bool isTty(const fs::path& folder)
+{
+    std::error_code none;
+    return fs::read_symlink(folder / "subsystem", none).filename() == "tty";
 }
 
 /// A line "KEY=value" of the system's description of a device; empty when there is none.
@@ -79,15 +84,16 @@ UsbDevice describeUsbDevice(const std::string& sysPath)
     return device;
 }
 
-std::optional<UsbDevice> findUsbDevice(const std::string& tty, const std::string& sysfs)
+std::optional<UsbDevice> findUsbDevice(const std::string& node, const std::string& sysfs)
 {
-    const fs::path ttyFolder = folderOfTty(tty, sysfs);
-    for (fs::path folder = ttyFolder; folder != folder.parent_path();
+    const fs::path nodeFolder = folderOfNode(node, sysfs);
+    for (fs::path folder = nodeFolder; folder != folder.parent_path();
          folder = folder.parent_path()) {
         if (property(folder, "DEVTYPE") != "usb_device") continue;
         UsbDevice device = describeUsbDevice(folder);
         // The tty's folder is DEVICE/tty/NAME; the driver is bound to DEVICE.
-        device.ttyDriver = property(ttyFolder.parent_path().parent_path(), "DRIVER");
+        if (isTty(nodeFolder))
+            device.ttyDriver = property(nodeFolder.parent_path().parent_path(), "DRIVER");
         return device;
     }
     return std::nullopt;

@@ -18,7 +18,7 @@ struct UsbDevice
     int speedMbit = 0;         ///< 12, 480 at USB 2, 5000 at USB 3; 0: not told
     std::string productName;   ///< what the device calls itself; may be empty
     std::string serialNumber;  ///< may be empty
-    std::string ttyDriver;     ///< the kernel's driver of the tty: "ftdi_sio"
+    std::string ttyDriver;     ///< the kernel's driver of the tty: "ftdi_sio"; empty for no tty
 
     /// "/dev/bus/usb/001/004"
     std::string nodePath() const;
@@ -29,14 +29,15 @@ struct UsbDevice
 /// @param sysPath  its folder in the system's tree of devices, or a link to it
 UsbDevice describeUsbDevice(const std::string& sysPath);
 
-/// The USB device that a tty belongs to, hubs between or not. Nothing is opened.
-/// @param tty    device node or a link to it, /dev/serial/by-id included
+/// The USB device that a device node belongs to, hubs between or not. Nothing is opened.
+/// @param node   device node or a link to it: /dev/ttyUSB0, /dev/serial/by-id/..., /dev/video0,
+///               /dev/bus/usb/001/004
 /// @param sysfs  where the system describes its devices
-/// @return empty for everything that is no tty, or none behind USB
-std::optional<UsbDevice> findUsbDevice(const std::string& tty, const std::string& sysfs = "/sys");
+/// @return empty for everything that is no device node, or none behind USB
+std::optional<UsbDevice> findUsbDevice(const std::string& node, const std::string& sysfs = "/sys");
 
-/// Gives the system path of the USB device that a tty belongs to; empty where findUsbDevice() finds
-/// none.
+/// Gives the system path of the USB device that a device node belongs to; empty where
+/// findUsbDevice() finds none.
 /// @return whether there is one
 bool getDeviceSysPath(const std::string& device, std::string* sysPath);
 

@@ -97,11 +97,16 @@ TEST_F(UsbDeviceLookUp, FindsNothingForATtyThatIsNotOnUsb)
     EXPECT_FALSE(findUsbDevice(line.path(), m_root));
 }
 
-TEST_F(UsbDeviceLookUp, FindsNothingForADeviceOnUsbThatIsNoTty)
+TEST_F(UsbDeviceLookUp, FindsItAboveEveryKindOfNodeAndTellsADriverOfTtysOnly)
 {
     addUsbDevice("devices/usb1/1-4", "1", "4");
-    addTty("devices/usb1/1-4/1-4:1.0/video4linux/video0", "video4linux");
-    EXPECT_FALSE(findUsbDevice(line.path(), m_root));
+    const std::string video = "devices/usb1/1-4/1-4:1.0";
+    addTty(video + "/video4linux/video0", "video4linux");
+    setDriver(video, "uvcvideo");
+    const auto found = findUsbDevice(line.path(), m_root);
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->sysPath, m_root / "devices/usb1/1-4");
+    EXPECT_EQ(found->ttyDriver, "");
 }
 
 TEST_F(UsbDeviceLookUp, FindsNothingForWhatIsNoDevice)
