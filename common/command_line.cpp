@@ -5,7 +5,9 @@
 #include <cstdlib>
 
 #include "common/command_line_parser.h"
+#include "common/interrupt.h"
 #include "common/properties.h"
+#include "common/standard_streams.h"
 #include "common/text.h"
 
 namespace quill
@@ -13,6 +15,7 @@ namespace quill
 namespace
 {
 
+constexpr int kOutputLost = 1;
 constexpr int kUsageMistake = 2;
 
 [[noreturn]] void exitOnMistake(const std::string& program, const UsageMistake& mistake)
@@ -49,6 +52,7 @@ void keepRemaining(const std::vector<std::string>& remaining, int* argc, char***
 
 void initCommandLine(int* argc, char*** argv, bool strict)
 {
+    guardStandardStreams();
     initializeStaticProperties();
     std::vector<std::string> arguments(*argv, *argv + *argc);
     if (arguments.empty()) arguments.emplace_back();
@@ -59,7 +63,8 @@ void initCommandLine(int* argc, char*** argv, bool strict)
     if (const auto* mistake = std::get_if<UsageMistake>(&parsed)) exitOnMistake(program, *mistake);
     if (const auto* information = std::get_if<InformationText>(&parsed)) {
         std::fputs(information->text.c_str(), stdout);
-        std::exit(0);
+        std::fflush(stdout);
+        std::exit(isEndOrdered() ? kOutputLost : 0);
     }
     apply(std::get<CommandLine>(parsed));
     if (*argc > 0) keepRemaining(std::get<CommandLine>(parsed).remaining, argc, argv);

@@ -44,13 +44,14 @@ class QUILL_API ProgramOption
     int m_number = 0;
 };
 
-/// Binds the static properties and reads the command line:
+/// Guards the standard streams (common/standard_streams.h), binds the static properties and reads
+/// the command line:
 ///
 ///     -t, --set NAME=VALUE  gives a setting a value; the last one given stands
 ///     -v, -q                one level of the log more or less, may be repeated
 ///     --log-level N         shows the log up to level N
 ///     --log-break-level N   a log record of the formatted form, up to level N, stops the program
-///     --help, --version     on standard output, status 0
+///     --help, --version     on standard output, status 0, or 1 when it cannot be written
 ///
 /// and what the program has declared as ProgramOption.
 ///

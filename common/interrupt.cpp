@@ -31,12 +31,17 @@ struct WatchedSignal
     struct sigaction before;
 };
 
-WatchedSignal s_signals[] = {{SIGINT, {}}, {SIGTERM, {}}, {SIGHUP, {}}};
+/// As a shell counts: a status above it stands for a signal.
+constexpr int kSignalled = 128;
+constexpr int kOutputLost = 1;
+
+WatchedSignal s_signals[] = {{SIGINT, {}}, {SIGQUIT, {}}, {SIGTERM, {}}, {SIGHUP, {}}};
+WatchedSignal s_brokenPipe = {SIGPIPE, {}};
 int s_descriptor = -1;
 bool s_cleaningUp = false;
-std::atomic<int> s_delays = 0;  // exchanges may run in other threads
-volatile std::sig_atomic_t s_arrived = 0;
-std::atomic<uint64_t> s_arrivedAt = 0;  // ns
+std::atomic<int> s_delays = 0;            // exchanges may run in other threads
+std::atomic<int> s_end = 0;               // the status to end with, 0 while nothing orders the end
+std::atomic<uint64_t> s_signalledAt = 0;  // ns
 
 std::list<std::function<void()>>& cleanups()
 {
@@ -44,20 +49,36 @@ std::list<std::function<void()>>& cleanups()
     return registered;
 }
 
+/// The first order stands.
+void orderEnd(int status)
+{
+    int none = 0;
+    if (!s_end.compare_exchange_strong(none, status)) return;
+    const uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = ::write(s_descriptor, &one, sizeof one);
+}
+
 void onSignal(int number)
 {
     const int savedErrno = errno;
     const Time now = Time::now();
-    if (s_arrived == 0) {
-        s_arrived = number;
-        s_arrivedAt = now.nanoseconds();
-        const uint64_t one = 1;
-        [[maybe_unused]] const ssize_t written = ::write(s_descriptor, &one, sizeof one);
-    } else if (now - Time(s_arrivedAt) > kOneOrder) {
+    if (s_signalledAt == 0) {
+        s_signalledAt = now.nanoseconds();
+        orderEnd(kSignalled + number);
+    } else if (now - Time(s_signalledAt) > kOneOrder) {
         ::signal(number, SIG_DFL);
         ::raise(number);  // kills when this handler returns
     }
     errno = savedErrno;
+}
+
+[[noreturn]] void endProcess(int status)
+{
+    if (status > kSignalled) {
+        ::signal(status - kSignalled, SIG_DFL);
+        ::raise(status - kSignalled);
+    }
+    std::_Exit(status);
 }
 
 }  // namespace
@@ -84,7 +105,7 @@ InterruptDelay::~InterruptDelay()
 void watchInterrupts()
 {
     if (s_descriptor >= 0) return;
-    s_descriptor = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    s_descriptor = ::eventfd(isEndOrdered() ? 1 : 0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (s_descriptor < 0) {
         QUILL_LOG(kWarning, kCategory)
             << "Ctrl-C will end the run without bringing devices to rest: eventfd: "
@@ -98,14 +119,42 @@ void watchInterrupts()
         action.sa_handler = onSignal;
         ::sigaction(signal.number, &action, nullptr);
     }
+    struct sigaction ignore = {};
+    ignore.sa_handler = SIG_IGN;
+    ::sigaction(s_brokenPipe.number, &ignore, &s_brokenPipe.before);
 }
 
 void unwatchInterrupts()
 {
     if (s_descriptor < 0) return;
     for (auto& signal : s_signals) ::sigaction(signal.number, &signal.before, nullptr);
+    ::sigaction(s_brokenPipe.number, &s_brokenPipe.before, nullptr);
     ::close(std::exchange(s_descriptor, -1));
-    if (s_arrived != 0) ::raise(s_arrived);  // came after the last wait: it still ends the run
+    if (isEndOrdered()) endProcess(s_end);
+}
+
+sigset_t interruptSignals()
+{
+    sigset_t numbers;
+    sigemptyset(&numbers);
+    for (const auto& signal : s_signals) sigaddset(&numbers, signal.number);
+    return numbers;
+}
+
+void endForLostOutput(int error)
+{
+    const bool wouldKill = s_descriptor >= 0 && s_brokenPipe.before.sa_handler != SIG_IGN;
+    orderEnd(error == EPIPE && wouldKill ? kSignalled + SIGPIPE : kOutputLost);
+}
+
+bool isEndOrdered()
+{
+    return s_end != 0;
+}
+
+int endDescriptor()
+{
+    return s_descriptor;
 }
 
 int interruptDescriptor()
@@ -115,7 +164,7 @@ int interruptDescriptor()
 
 void heedInterrupt()
 {
-    if (s_arrived != 0 && interruptDescriptor() >= 0) endInterrupted();
+    if (isEndOrdered() && interruptDescriptor() >= 0) endInterrupted();
 }
 
 void endInterrupted()
@@ -126,9 +175,7 @@ void endInterrupted()
         cleanups().pop_back();
         action();
     }
-    ::signal(s_arrived, SIG_DFL);
-    ::raise(s_arrived);
-    std::_Exit(128 + s_arrived);
+    endProcess(s_end);
 }
 
 }  // namespace quill

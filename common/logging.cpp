@@ -1,7 +1,9 @@
 #include "common/logging.h"
 
+#include <spdlog/details/os.h>
 #include <spdlog/sinks/ansicolor_sink.h>
 #include <spdlog/spdlog.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdlib>
@@ -22,8 +24,9 @@ std::atomic<int> s_statements{0};
 spdlog::color_mode colorMode()
 {
     const char* noColor = std::getenv("NO_COLOR");
-    const bool wanted = noColor == nullptr || *noColor == '\0';
-    return wanted ? spdlog::color_mode::automatic : spdlog::color_mode::never;
+    const bool wanted = (noColor == nullptr || *noColor == '\0') && ::isatty(STDERR_FILENO) != 0 &&
+                        spdlog::details::os::is_color_terminal();
+    return wanted ? spdlog::color_mode::always : spdlog::color_mode::never;
 }
 
 /// Made with the first record, so that a run that logs nothing does not pay for it.

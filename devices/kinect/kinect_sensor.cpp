@@ -24,9 +24,7 @@ class SignalsBlocked
   public:
     SignalsBlocked()
     {
-        sigset_t signals;
-        sigemptyset(&signals);
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
+        const sigset_t signals = interruptSignals();
         pthread_sigmask(SIG_BLOCK, &signals, &m_before);
     }
     ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }

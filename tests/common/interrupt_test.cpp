@@ -1,12 +1,16 @@
 #include "common/interrupt.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <memory>
 #include <thread>
 
+#include "common/standard_streams.h"
 #include "common/startup.h"
 #include "common/time.h"
 
@@ -42,7 +46,7 @@ TEST(InterruptDeathTest, CleansUpNewestFirstAndDiesOfTheSignal)
         });
         sleepAndBeSignalled(signal);
     };
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    for (const int signal : {SIGINT, SIGQUIT, SIGTERM, SIGHUP})
         EXPECT_EXIT(run(signal), testing::KilledBySignal(signal), "^inner\\.outer\\.$");
 }
 
@@ -99,6 +103,50 @@ TEST(InterruptDeathTest, ASecondSignalKillsUnlessItComesWithTheFirst)
     const auto killed = testing::KilledBySignal(SIGTERM);
     EXPECT_EXIT(run(std::chrono::milliseconds(1)), killed, "^done\\.$");
     EXPECT_EXIT(run(std::chrono::milliseconds(600)), killed, "^$");
+}
+
+/// Prints a result where `descriptor` stands for standard output, then sleeps.
+void printTo(int descriptor)
+{
+    const auto guard = g_common_init->init();
+    guardStandardStreams();
+    const InterruptCleanup cleanUp([] { printOnInterrupt("safe."); });
+    ::dup2(descriptor, STDOUT_FILENO);
+    std::puts("result");
+    std::puts("another");
+    sleep(seconds(100));
+}
+
+TEST(InterruptDeathTest, AResultThatCannotBeWrittenIsToldAndEndsTheRun)
+{
+    std::array<int, 2> pipe{};
+    ASSERT_EQ(::pipe(pipe.data()), 0);
+    ::close(pipe[0]);
+    const auto run = [&pipe](void (*pipeSignal)(int)) {
+        std::signal(SIGPIPE, pipeSignal);
+        printTo(pipe[1]);
+    };
+    const char* const told = "^standard output: Broken pipe\nsafe\\.$";
+    EXPECT_EXIT(run(SIG_DFL), testing::KilledBySignal(SIGPIPE), told);
+    EXPECT_EXIT(run(SIG_IGN), testing::ExitedWithCode(1), told);
+    EXPECT_EXIT(printTo(::open("/dev/full", O_WRONLY)), testing::ExitedWithCode(1),
+                "^standard output: No space left on device\nsafe\\.$");
+}
+
+TEST(InterruptDeathTest, EndsARunWhoseReaderReadsNoMore)
+{
+    std::array<int, 2> pipe{};
+    ASSERT_EQ(::pipe2(pipe.data(), O_NONBLOCK), 0);
+    while (::write(pipe[1], "full", 4) > 0) continue;
+    ::fcntl(pipe[1], F_SETFL, 0);
+    const auto run = [&pipe] {
+        std::thread([main = pthread_self()] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            pthread_kill(main, SIGINT);
+        }).detach();
+        printTo(pipe[1]);
+    };
+    EXPECT_EXIT(run(), testing::KilledBySignal(SIGINT), "^safe\\.$");
 }
 
 TEST(InterruptDeathTest, StaysIgnoredWhereTheProcessWasStartedSo)

@@ -107,6 +107,29 @@ TEST(CommandLine, HelpShowsOptionsSettingsAndExamplesOnStandardOutput)
         EXPECT_THAT(ended.out, HasSubstr(part));
 }
 
+TEST(CommandLine, StandardOutputThatCannotBeWrittenIsTold)
+{
+    std::string list;
+    while (list.size() < 100000) list += "usbsyspath;";
+    const struct
+    {
+        std::string script;
+        const char* err;
+    } cases[] = {
+        {"$0 --help >/dev/full", "standard output: No space left on device\n1\n"},
+        {"$0 --version >&-", "standard output: Bad file descriptor\n1\n"},
+        {"$0 --list-devices >/dev/full", "standard output: No space left on device\n1\n"},
+        {"$0 --dry-run -t commands=kinect >&-", "standard output: Bad file descriptor\n1\n"},
+        {"{ $0 -t 'commands=" + list + "'; echo $? >&2; } | head -1",
+         "standard output: Broken pipe\n141\n0\n"},
+        {"$0 -t commands=usbsyspath <&- 2>&-", "0\n"},
+        {"$0 2>/dev/full", "1\n"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(support::run({"/bin/sh", "-c", c.script + "; echo $? >&2", RIGTOOL}).err, c.err)
+            << c.script.substr(0, 60);
+}
+
 TEST(CommandLine, DryRunPrintsTheCallsAndOpensNothing)
 {
     const std::string list =

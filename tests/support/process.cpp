@@ -39,6 +39,7 @@ Process::Process(const std::vector<std::string>& arguments)
     ::dup2(::open("/dev/null", O_RDONLY), 0);
     ::dup2(::fileno(m_out), 1);
     ::dup2(::fileno(m_err), 2);
+    std::signal(SIGPIPE, SIG_DFL);  // whatever the suite was started from
     ::execv(argv[0], argv.data());
     ::_exit(127);
 }

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/interrupt.h"
 #include "common/text.h"
 #include "log.h"
 #include "tools/orca/hardware_driver.h"
@@ -144,7 +145,11 @@ int HardwareDriver::executeCommands(const std::string& commands)
 {
     const auto calls = recogniseAll(this, commands, __PRETTY_FUNCTION__);
     if (!calls) return 1;
-    for (const Call& call : *calls) call.run();
+    for (const Call& call : *calls) {
+        if (quill::isEndOrdered())
+            break;  // the common start-up ends the process when all is closed
+        call.run();
+    }
     return 0;
 }
 
