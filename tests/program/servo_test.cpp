@@ -62,7 +62,7 @@ TEST(ServoCommand, EveryRunPutsTheAdaptersLatencyBack)
          RIGTOOL " -t device=/dev/ttyUSB1 -t 'commands=dxlgetbyte(1,3)' 2>&-; " + latency +
              "log=$(mktemp -u); mkfifo $log; " RIGTOOL " " + test + " 2>$log & read line <$log; " +
              latency + "kill -TERM $!; wait; rm $log; " + latency});
-    EXPECT_EQ(ended.out, "16116") << ended.err;
+    EXPECT_EQ(ended.out, "16\n1\n16\n") << ended.err;
 }
 
 TEST(ServoCommand, BusThatCannotBeOpenedEndsTheTestsWithStatusOne)

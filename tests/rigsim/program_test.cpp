@@ -77,7 +77,7 @@ TEST_F(RigsimProgram, GivesItsCommandARig)
     const support::Ended runs = shell(
         "rigsim --fault camera.other-address --fault servos.overload=1 --speed 10 --trace trace "
         "--state state -- sh -c 'stat -c %t:%T /dev/ttyUSB0; "
-        "cat $(readlink -f /sys/dev/char/188:0)/../../../../idProduct; echo; "
+        "cat $(readlink -f /sys/dev/char/188:0)/../../../../idProduct; "
         "name=/dev/serial/by-id/usb-FTDI_FT232R_USB_UART_RIG00004-if00-port0; "
         "readlink $name; stat -L -c %t:%T $name; serial_probe $name 9600 \"88 30 01 FF\"; "
         "serial_probe /dev/ttyUSB0 9600 \"88 30 01 FF\"; "

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <sstream>
 #include <stdexcept>
 
 #include "tools/rigsim/kinect_usb.h"
@@ -44,6 +45,17 @@ void require(bool done, GError* error, const std::string& subject)
     const std::string text = error ? error->message : "refused";
     g_clear_error(&error);
     throw std::runtime_error(fmt::format("testbed: {}: {}", subject, text));
+}
+
+/// The kernel ends the text of an attribute with a line end, and readers count on it: lsusb drops
+/// the last character.
+std::string withLineEnds(const std::string& description)
+{
+    std::string result;
+    std::istringstream lines(description);
+    for (std::string line; std::getline(lines, line);)
+        result += line + (line.rfind("A: ", 0) == 0 ? "\\n\n" : "\n");
+    return result;
 }
 
 void replaceByLink(const fs::path& path, const fs::path& target)
@@ -89,7 +101,8 @@ Testbed::Impl::~Impl()
 void Testbed::Impl::addDevices(const std::string& description, const std::string& subject) const
 {
     GError* error = nullptr;
-    const bool done = umockdev_testbed_add_from_string(testbed.get(), description.c_str(), &error);
+    const std::string text = withLineEnds(description);
+    const bool done = umockdev_testbed_add_from_string(testbed.get(), text.c_str(), &error);
     require(done, error, subject);
 }
 

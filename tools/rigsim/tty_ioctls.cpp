@@ -43,7 +43,7 @@ bool TtyIoctls::exchangeSerialStruct(UMockdevIoctlClient* client, bool set)
     if (set) {
         m_flags = get<serial_struct>(*data).flags;
         umockdev_testbed_set_attribute(m_testbed, m_serialPortPath.c_str(), "latency_timer",
-                                       (m_flags & ASYNC_LOW_LATENCY) != 0 ? "1" : "16");
+                                       (m_flags & ASYNC_LOW_LATENCY) != 0 ? "1\n" : "16\n");
         return true;
     }
     serial_struct serial{};
