@@ -14,15 +14,22 @@ namespace
 
 constexpr uint8_t kOn = 0x02;
 constexpr uint8_t kStandby = 0x03;
+constexpr uint8_t kAutofocus = 0x02;
 
-// In the forms of commands: any byte, and a byte with four bits of a position.
+// In the forms of commands: any byte, a byte with four bits of a position, and a direction.
 constexpr int kAny = -1;
 constexpr int kNibble = -2;
+constexpr int kDirection = -3;
+
+// Directions of drives: of the pan or tilt axis, and in the high half of a zoom drive's byte.
+constexpr uint8_t kLeftOrUp = 1, kRightOrDown = 2, kStay = 3;
+constexpr uint8_t kTele = 2, kWide = 3;
 
 bool isInForm(const Bytes& body, const std::vector<int>& form)
 {
     const auto agrees = [](uint8_t byte, int wanted) {
         if (wanted == kNibble) return byte <= 0x0F;
+        if (wanted == kDirection) return byte >= kLeftOrUp && byte <= kStay;
         return wanted == kAny || byte == wanted;
     };
     return body.size() == form.size() && std::equal(body.begin(), body.end(), form.begin(), agrees);
@@ -38,6 +45,17 @@ Bytes nibbles(int steps)
     return visca::encodeNibbles(static_cast<uint16_t>(steps));
 }
 
+int signedAt(const Bytes& body, size_t offset)
+{
+    return static_cast<int16_t>(visca::decodeNibbles(body, offset));
+}
+
+bool areSpeeds(int pan, int tilt)
+{
+    return isWithin(pan, 1, CameraModel::kMaxPanSpeed) &&
+           isWithin(tilt, 1, CameraModel::kMaxTiltSpeed);
+}
+
 }  // namespace
 
 struct CameraModel::Command
@@ -48,13 +66,15 @@ struct CameraModel::Command
 
 const std::vector<CameraModel::Command>& CameraModel::commands()
 {
-    constexpr int x = kAny, n = kNibble;
+    constexpr int x = kAny, n = kNibble, d = kDirection;
     static const std::vector<Command> table = {
         {{0x01, 0x06, 0x02, x, x, n, n, n, n, n, n, n, n}, &CameraModel::movePanTilt},
+        {{0x01, 0x06, 0x03, x, x, n, n, n, n, n, n, n, n}, &CameraModel::movePanTiltBy},
         {{0x01, 0x06, 0x04}, &CameraModel::home},
         {{0x01, 0x06, 0x05}, &CameraModel::reset},
-        {{0x01, 0x06, 0x01, x, x, 0x03, 0x03}, &CameraModel::stopPanTilt},
+        {{0x01, 0x06, 0x01, x, x, d, d}, &CameraModel::drivePanTilt},
         {{0x01, 0x04, 0x47, n, n, n, n}, &CameraModel::moveZoom},
+        {{0x01, 0x04, 0x07, x}, &CameraModel::driveZoom},
         {{0x01, 0x04, 0x00, kOn}, &CameraModel::setPower},
         {{0x01, 0x04, 0x00, kStandby}, &CameraModel::setPower},
         {{0x01, 0x00, 0x01}, &CameraModel::clear},
@@ -64,6 +84,10 @@ const std::vector<CameraModel::Command>& CameraModel::commands()
         {{0x09, 0x04, 0x47}, &CameraModel::tellZoom},
         {{0x09, 0x04, 0x00}, &CameraModel::tellPower},
         {{0x09, 0x00, 0x02}, &CameraModel::tellVersion},
+        {{0x09, 0x04, 0x48}, &CameraModel::tellFocus},
+        {{0x09, 0x04, 0x38}, &CameraModel::tellFocusMode},
+        {{0x09, 0x06, 0x10}, &CameraModel::tellPanTiltMode},
+        {{0x09, 0x06, 0x11}, &CameraModel::tellMaxSpeed},
     };
     return table;
 }
@@ -71,7 +95,7 @@ const std::vector<CameraModel::Command>& CameraModel::commands()
 void CameraModel::handle(const Bytes& packet)
 {
     m_packets.push_back(packet);
-    if (m_packets.size() == 1 && m_faults.has("camera.stale")) sendStale();
+    if (m_packets.size() == 1) sendLeftovers();
     if (packet[0] == visca::kBroadcast) return handleBroadcast(packet);
     if (packet[0] != visca::kToCamera) return;  // for a camera further down the chain, or noise
 
@@ -85,27 +109,46 @@ void CameraModel::handle(const Bytes& packet)
 
 void CameraModel::handleBroadcast(const Bytes& packet)
 {
-    if (packet == visca::addressSet()) return reply(visca::addressSetReply(2));
+    if (packet == visca::addressSet()) return setAddress();
     if (packet != visca::interfaceClear()) return;
     if (m_faults.has("camera.ignore-clear")) return;
-    if (m_faults.has("camera.refuse-clear")) return refuse(0, visca::kSyntaxError);
+    if (const auto late = m_faults.span("camera.refuse-clear")) {
+        ++m_refusals;
+        return reply(visca::errorReply(0, visca::kSyntaxError), m_now + *late);
+    }
     m_sockets = {};
     reply(packet);
 }
 
+void CameraModel::setAddress()
+{
+    if (m_faults.has("camera.ignore-address")) return;
+    if (m_faults.has("camera.refuse-address")) return refuse(0, visca::kSyntaxError);
+    if (m_faults.has("camera.ack-address")) return reply(visca::acknowledge(1));
+    reply(visca::addressSetReply(2));
+}
+
 void CameraModel::movePanTilt(const Bytes& body)
 {
-    const int pan = static_cast<int16_t>(visca::decodeNibbles(body, 5));
-    const int tilt = static_cast<int16_t>(visca::decodeNibbles(body, 9));
-    if (!admitsMove()) return;
-    if (!isWithin(body[3], 1, kMaxPanSpeed) || !isWithin(body[4], 1, kMaxTiltSpeed) ||
-        !isWithin(pan, kPanMin, kPanMax) || !isWithin(tilt, kTiltMin, kTiltMax))
-        return refuse(1, visca::kNotExecutable);
+    if (admitsMove()) startPanTilt(body[3], body[4], signedAt(body, 5), signedAt(body, 9));
+}
 
+void CameraModel::movePanTiltBy(const Bytes& body)
+{
+    if (admitsMove())
+        startPanTilt(body[3], body[4], m_pan.position(m_now) + signedAt(body, 5),
+                     m_tilt.position(m_now) + signedAt(body, 9));
+}
+
+void CameraModel::startPanTilt(int panSpeed, int tiltSpeed, int pan, int tilt)
+{
+    if (!areSpeeds(panSpeed, tiltSpeed) || !isWithin(pan, kPanMin, kPanMax) ||
+        !isWithin(tilt, kTiltMin, kTiltMax))
+        return refuse(1, visca::kNotExecutable);
     const auto start = takeSocket(Motion::PanTilt);
     if (!start) return;
-    m_pan.moveTo(pan, body[3] * kStepsPerSecond, *start);
-    m_tilt.moveTo(tilt, body[4] * kStepsPerSecond, *start);
+    m_pan.moveTo(pan, panSpeed * kStepsPerSecond, *start);
+    m_tilt.moveTo(tilt, tiltSpeed * kStepsPerSecond, *start);
 }
 
 void CameraModel::home(const Bytes&)
@@ -129,12 +172,27 @@ void CameraModel::reset(const Bytes&)
     m_tilt.thenTo(0, kMaxTiltSpeed * kStepsPerSecond);
 }
 
-void CameraModel::stopPanTilt(const Bytes&)
+void CameraModel::drivePanTilt(const Bytes& body)
 {
     if (!admitsMove()) return;
-    stopAxes(Motion::PanTilt);
+    const uint8_t pan = body[5], tilt = body[6];
+    if (pan == kStay && tilt == kStay) return stop(Motion::PanTilt);
+    if (!areSpeeds(body[3], body[4])) return refuse(1, visca::kNotExecutable);
+    const auto start = takeSocket(Motion::PanTilt, Motion::None);
+    if (!start) return;
+    m_pan.stop(*start);
+    m_tilt.stop(*start);
+    if (pan != kStay)
+        m_pan.moveTo(pan == kLeftOrUp ? kPanMin : kPanMax, body[3] * kStepsPerSecond, *start);
+    if (tilt != kStay)
+        m_tilt.moveTo(tilt == kLeftOrUp ? kTiltMax : kTiltMin, body[4] * kStepsPerSecond, *start);
+}
+
+void CameraModel::stop(Motion motion)
+{
+    stopAxes(motion);
     completeDue();
-    takeSocket(Motion::PanTilt);
+    takeSocket(motion, Motion::None);
 }
 
 void CameraModel::moveZoom(const Bytes& body)
@@ -144,6 +202,21 @@ void CameraModel::moveZoom(const Bytes& body)
     if (zoom > kZoomMax) return refuse(1, visca::kNotExecutable);
     if (const auto start = takeSocket(Motion::Zoom))
         m_zoom.moveTo(zoom, kZoomStepsPerSecond, *start);
+}
+
+// 00 stops; 02 and 03 drive at half speed; 2p and 3p, p from 0 to 7, at (p + 1) / 8 of it.
+void CameraModel::driveZoom(const Bytes& body)
+{
+    const uint8_t drive = body[3];
+    const bool isStandard = drive == kTele || drive == kWide;
+    const int direction = isStandard ? drive : drive >> 4;
+    const int eighths = isStandard ? 4 : (drive & 0x0F) + 1;
+    if (drive != 0 && ((direction != kTele && direction != kWide) || eighths > 8))
+        return refuse(0, visca::kSyntaxError);
+    if (!admitsMove()) return;
+    if (drive == 0) return stop(Motion::Zoom);
+    if (const auto start = takeSocket(Motion::Zoom, Motion::None))
+        m_zoom.moveTo(direction == kTele ? kZoomMax : 0, kZoomStepsPerSecond * eighths / 8, *start);
 }
 
 void CameraModel::setPower(const Bytes& body)
@@ -176,12 +249,12 @@ void CameraModel::tellPanTilt(const Bytes&)
     Bytes data = nibbles(reading(m_pan));
     const Bytes tilt = nibbles(reading(m_tilt));
     data.insert(data.end(), tilt.begin(), tilt.end());
-    reply(visca::completion(0, data));
+    tellPosition(data);
 }
 
 void CameraModel::tellZoom(const Bytes&)
 {
-    reply(visca::completion(0, nibbles(reading(m_zoom))));
+    tellPosition(nibbles(reading(m_zoom)));
 }
 
 void CameraModel::tellPower(const Bytes&)
@@ -193,6 +266,29 @@ void CameraModel::tellPower(const Bytes&)
 void CameraModel::tellVersion(const Bytes&)
 {
     reply(visca::completion(0, {0x00, 0x00, 0x00, 0x00, 0x01, 0x00, 0x02}));
+}
+
+void CameraModel::tellFocus(const Bytes&)
+{
+    reply(visca::completion(0, nibbles(0x1000)));
+}
+
+void CameraModel::tellFocusMode(const Bytes&)
+{
+    reply(visca::completion(0, {kAutofocus}));
+}
+
+// Two bytes of bits, of which 13 and 12 say that it is initialised (10), 11 and 10 that it moves
+// (01) or has arrived (10).
+void CameraModel::tellPanTiltMode(const Bytes&)
+{
+    const bool isMoving = m_pan.isMoving(m_now) || m_tilt.isMoving(m_now);
+    reply(visca::completion(0, {static_cast<uint8_t>(isMoving ? 0x24 : 0x28), 0x00}));
+}
+
+void CameraModel::tellMaxSpeed(const Bytes&)
+{
+    reply(visca::completion(0, {kMaxPanSpeed, kMaxTiltSpeed}));
 }
 
 }  // namespace rigsim

@@ -10,7 +10,8 @@ namespace visca = quill::visca;
 
 CameraModel::CameraModel(const Faults& faults)
     : m_faults(faults),
-      m_output(faults, "camera", visca::kBitRate),
+      m_bitRate(faults.has("camera.at-38400") ? kFastBitRate : visca::kBitRate),
+      m_output(faults, "camera", m_bitRate),
       m_cable(faults, "camera"),
       m_pan(0),
       m_tilt(0),
@@ -23,7 +24,7 @@ CameraModel::CameraModel(const Faults& faults)
 bool CameraModel::receive(const Bytes& bytes, unsigned bitRate, Time now)
 {
     advance(now);
-    if (bitRate != visca::kBitRate) return false;
+    if (bitRate != m_bitRate) return false;
     for (const uint8_t byte : bytes) {
         m_lineFree = std::max(m_lineFree, now) + m_output.byteTime();
         if (auto packet = m_reader.push(byte)) m_inbox.push_back({m_lineFree, std::move(*packet)});
@@ -100,7 +101,8 @@ bool CameraModel::admitsMove()
 }
 
 // Acknowledges a command into a free socket, or refuses it. The time is when the command begins.
-std::optional<Time> CameraModel::takeSocket(Motion motion)
+// It is done when the motion `until` ends.
+std::optional<Time> CameraModel::takeSocket(Motion motion, Motion until)
 {
     const auto free = std::find_if(m_sockets.begin(), m_sockets.end(),
                                    [](const Socket& socket) { return !socket.isBusy; });
@@ -108,7 +110,9 @@ std::optional<Time> CameraModel::takeSocket(Motion motion)
         refuse(0, visca::kBufferFull);
         return std::nullopt;
     }
-    *free = {true, motion, acknowledgeTime()};
+    *free = {true, until, acknowledgeTime(), std::nullopt};
+    const auto refusal = m_faults.span("camera.refuse-taken");
+    if (refusal && until == Motion::PanTilt) free->refusal = free->start + *refusal;
     if (!m_faults.has("camera.no-ack")) reply(visca::acknowledge(numberOf(*free)), free->start);
     if (motion == Motion::None) return free->start;
 
@@ -120,7 +124,8 @@ std::optional<Time> CameraModel::takeSocket(Motion motion)
 Time CameraModel::acknowledgeTime()
 {
     const bool isFirst = !std::exchange(m_hasAcknowledged, true);
-    return m_now + (isFirst ? m_faults.span("camera.late-ack").value_or(Duration()) : Duration());
+    if (isFirst) m_repliesFrom = m_now + m_faults.span("camera.late-ack").value_or(Duration());
+    return std::max(m_now, m_repliesFrom);
 }
 
 int CameraModel::numberOf(const Socket& socket) const
@@ -132,12 +137,10 @@ int CameraModel::numberOf(const Socket& socket) const
 // A command that another one has overtaken ends with it, when the axes come to rest.
 Time CameraModel::endOf(const Socket& socket) const
 {
-    switch (socket.motion) {
-        case Motion::PanTilt: return std::max({socket.start, m_pan.arrival(), m_tilt.arrival()});
-        case Motion::Zoom: return std::max(socket.start, m_zoom.arrival());
-        case Motion::None: break;
-    }
-    return socket.start;
+    Time end = socket.start;
+    if (socket.motion == Motion::PanTilt) end = std::max({end, m_pan.arrival(), m_tilt.arrival()});
+    if (socket.motion == Motion::Zoom) end = std::max(end, m_zoom.arrival());
+    return std::min(end, socket.refusal.value_or(end));
 }
 
 std::optional<Time> CameraModel::nextCompletion() const
@@ -153,7 +156,12 @@ void CameraModel::completeDue()
     for (Socket& socket : m_sockets) {
         if (!socket.isBusy || endOf(socket) > m_now) continue;
         socket.isBusy = false;
-        reply(visca::completion(numberOf(socket)));
+        if (socket.refusal && *socket.refusal <= m_now) {
+            stopAxes(socket.motion);
+            refuse(numberOf(socket), visca::kNotExecutable);
+        } else {
+            reply(visca::completion(numberOf(socket)));
+        }
     }
 }
 
@@ -180,6 +188,14 @@ int CameraModel::reading(const Axis& axis)
     return position + ++m_readings % 100;
 }
 
+void CameraModel::tellPosition(Bytes data)
+{
+    if (m_faults.has("camera.refuse-inquiries")) return refuse(0, visca::kNotExecutable);
+    if (++m_positionsTold <= m_faults.count("camera.high-nibbles").value_or(0))
+        for (uint8_t& nibble : data) nibble |= 0x30;
+    reply(visca::completion(0, data));
+}
+
 // What is left of a run before this one, or of the camera's own power-up.
 void CameraModel::sendStale()
 {
@@ -187,11 +203,19 @@ void CameraModel::sendStale()
     reply(visca::networkChange());
 }
 
+// What was under way when the program opened the line.
+void CameraModel::sendLeftovers()
+{
+    if (m_faults.has("camera.stale")) sendStale();
+    if (const auto after = m_faults.span("camera.stray-error"))
+        reply(visca::errorReply(2, visca::kCancelled), m_now + *after);
+}
+
 void CameraModel::reply(Bytes packet, Time at)
 {
     const bool isFromCamera = packet[0] == visca::kFromCamera;
     if (isFromCamera && m_faults.has("camera.other-address")) packet[0] = 0xA0;
-    m_output.send(packet, at);
+    m_output.send(packet, std::max(at, m_repliesFrom));
 }
 
 void CameraModel::refuse(int socket, uint8_t error)

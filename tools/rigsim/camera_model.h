@@ -27,8 +27,9 @@ struct CameraState
 };
 
 /// A pan-tilt-zoom camera at VISCA address 1: address set, interface clear, power, version, two
-/// command sockets with acknowledgement at once and completion when the motion ends, cancel, and
-/// inquiries at any time of a motion (camera maker's VISCA command lists).
+/// command sockets with acknowledgement at once and completion when the motion ends (of drives,
+/// when it begins), cancel, and inquiries at any time of a motion (camera maker's VISCA command
+/// lists).
 class CameraModel : public SerialModel
 {
   public:
@@ -38,6 +39,7 @@ class CameraModel : public SerialModel
     static constexpr int kMaxPanSpeed = 0x18, kMaxTiltSpeed = 0x14;
     static constexpr double kStepsPerSecond = 50;  ///< of pan and tilt, per unit of ordered speed
     static constexpr double kZoomStepsPerSecond = 8192;
+    static constexpr unsigned kFastBitRate = 38400;  ///< the other one that it can be set to
 
     explicit CameraModel(const Faults& faults = {});
 
@@ -57,7 +59,8 @@ class CameraModel : public SerialModel
     {
         bool isBusy = false;
         Motion motion = Motion::None;
-        Time start;  // when the command was acknowledged
+        Time start;                   // when the command was acknowledged
+        std::optional<Time> refusal;  // when the camera gives it up
     };
     struct Arrival
     {
@@ -70,13 +73,16 @@ class CameraModel : public SerialModel
     void advance(Time now);
     void handle(const Bytes& packet);
     void handleBroadcast(const Bytes& packet);
+    void setAddress();
 
     // Commands and inquiries; `body` is the packet without header and terminator.
     void movePanTilt(const Bytes& body);
     void home(const Bytes& body);
     void reset(const Bytes& body);
-    void stopPanTilt(const Bytes& body);
+    void movePanTiltBy(const Bytes& body);
+    void drivePanTilt(const Bytes& body);
     void moveZoom(const Bytes& body);
+    void driveZoom(const Bytes& body);
     void setPower(const Bytes& body);
     void cancel(const Bytes& body);
     void clear(const Bytes& body);
@@ -84,9 +90,16 @@ class CameraModel : public SerialModel
     void tellZoom(const Bytes& body);
     void tellPower(const Bytes& body);
     void tellVersion(const Bytes& body);
+    void tellFocus(const Bytes& body);
+    void tellFocusMode(const Bytes& body);
+    void tellPanTiltMode(const Bytes& body);
+    void tellMaxSpeed(const Bytes& body);
 
     bool admitsMove();
-    std::optional<Time> takeSocket(Motion motion);
+    std::optional<Time> takeSocket(Motion motion, Motion until);
+    std::optional<Time> takeSocket(Motion motion) { return takeSocket(motion, motion); }
+    void startPanTilt(int panSpeed, int tiltSpeed, int pan, int tilt);
+    void stop(Motion motion);
     Time acknowledgeTime();
     Time endOf(const Socket& socket) const;
     std::optional<Time> nextCompletion() const;
@@ -95,24 +108,28 @@ class CameraModel : public SerialModel
     int numberOf(const Socket& socket) const;
     int shown(const Axis& axis, Time at) const;
     int reading(const Axis& axis);
+    void tellPosition(Bytes data);
 
     void sendStale();
+    void sendLeftovers();
     void reply(Bytes packet, Time at);
     void reply(const Bytes& packet) { reply(packet, m_now); }
     void refuse(int socket, uint8_t error);
 
     Faults m_faults;
+    unsigned m_bitRate;
     PacedOutput m_output;
     Cable m_cable;
     quill::visca::PacketReader m_reader;
     std::deque<Arrival> m_inbox;
     std::vector<Bytes> m_packets;
     Time m_now, m_lineFree;
+    Time m_repliesFrom;  // nothing is answered before
     Axis m_pan, m_tilt, m_zoom;
     std::array<Socket, 2> m_sockets;
     bool m_isOn;
     bool m_hasAcknowledged = false;
-    int64_t m_ordersSeen = 0;
+    int64_t m_ordersSeen = 0, m_positionsTold = 0;
     int m_readings = 0, m_moves = 0, m_refusals = 0;
 };
 

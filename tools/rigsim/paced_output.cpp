@@ -14,10 +14,10 @@ constexpr Duration kSplitGap = quill::milliseconds(10);
 
 PacedOutput::PacedOutput(const Faults& faults, const std::string& device, unsigned bitRate)
     : m_isSilent(faults.has(device + ".silent")),
-      m_isNoisy(faults.has(device + ".noise")),
       m_echoes(faults.has(device + ".echo")),
       m_splits(faults.has(device + ".split")),
       m_delay(faults.span(device + ".slow").value_or(Duration())),
+      m_noise(faults.count(device + ".noise").value_or(0)),
       m_cut(faults.count(device + ".cut"))
 {
     setBitRate(bitRate);
@@ -25,6 +25,7 @@ PacedOutput::PacedOutput(const Faults& faults, const std::string& device, unsign
 
 void PacedOutput::setBitRate(unsigned bitRate)
 {
+    m_bitRate = bitRate;
     m_byteTime = quill::seconds(kBitsPerByte) / bitRate;
 }
 
@@ -32,21 +33,22 @@ void PacedOutput::send(const Bytes& packet, Time ready)
 {
     if (m_isSilent) return;
     ++m_packets;
-    m_items.emplace(ready + m_delay, Item{damaged(packet), m_byteTime});
+    m_items.emplace(ready + m_delay, Item{damaged(packet), m_byteTime, m_bitRate});
 }
 
 void PacedOutput::hear(const Bytes& bytes, Time at)
 {
     if (!m_echoes || m_isSilent || bytes.empty()) return;
     // It comes back while it is sent.
-    m_items.emplace(at, Item{bytes, Duration()});
+    m_items.emplace(at, Item{bytes, Duration(), 0});
 }
 
 Bytes PacedOutput::damaged(const Bytes& packet)
 {
     Bytes bytes = packet;
     if (m_cut && (*m_cut == 0 || *m_cut == m_packets)) bytes.resize((packet.size() + 1) / 2);
-    if (m_isNoisy) bytes.insert(bytes.begin(), static_cast<uint8_t>(m_random() & 0xFF));
+    for (int64_t i = 0; i < m_noise; ++i)
+        bytes.insert(bytes.begin(), static_cast<uint8_t>(m_random() & 0xFF));
     return bytes;
 }
 
@@ -74,7 +76,7 @@ std::vector<Output> PacedOutput::take(Time now)
         Item& item = m_items.begin()->second;
         const auto begin = item.bytes.begin() + static_cast<ptrdiff_t>(item.sent);
         const size_t size = chunkOf(item);
-        outputs.push_back({*due, Bytes(begin, begin + static_cast<ptrdiff_t>(size))});
+        outputs.push_back({*due, Bytes(begin, begin + static_cast<ptrdiff_t>(size)), item.bitRate});
         m_lineFree = *due;
         item.sent += size;
         if (item.sent == item.bytes.size()) m_items.erase(m_items.begin());

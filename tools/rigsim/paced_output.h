@@ -38,6 +38,7 @@ class PacedOutput
     {
         Bytes bytes;
         Duration byteTime;  // 0: takes no time of the line
+        unsigned bitRate;   // 0: as the program's
         size_t sent = 0;
     };
 
@@ -45,9 +46,11 @@ class PacedOutput
     size_t chunkOf(const Item& item) const;
     Bytes damaged(const Bytes& packet);
 
+    unsigned m_bitRate = 0;
     Duration m_byteTime;
-    bool m_isSilent, m_isNoisy, m_echoes, m_splits;
+    bool m_isSilent, m_echoes, m_splits;
     Duration m_delay;
+    int64_t m_noise;               // bytes before every packet
     std::optional<int64_t> m_cut;  // 0 = every packet
     std::mt19937 m_random;         // fixed seed: every run sees the same noise
     std::multimap<Time, Item> m_items;

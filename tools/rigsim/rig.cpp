@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "tools/rigsim/bit_rate.h"
 #include "tools/rigsim/real_time.h"
 #include "tools/rigsim/state_json.h"
 
@@ -319,8 +320,12 @@ void Rig::receive(Device* device, const Bytes& bytes, Time now)
 
 void Rig::send(Device* device, const Output& output)
 {
-    const size_t lost = output.bytes.size() - device->pty.write(output.bytes);
-    const auto remark = lost == 0 ? "" : fmt::format(" (last {} lost: nobody reads)", lost);
+    const unsigned bitRate = device->pty.bitRate();
+    const bool isSameRate = output.bitRate == 0 || bitRate == 0;
+    const Bytes bytes = isSameRate ? output.bytes : asHeard(output.bytes, output.bitRate, bitRate);
+    const size_t lost = bytes.size() - device->pty.write(bytes);
+    std::string remark = lost == 0 ? "" : fmt::format(" (last {} lost: nobody reads)", lost);
+    if (bytes != output.bytes) remark += fmt::format(" (garbled at {} bit/s)", bitRate);
     m_trace.add(output.at, device->line.device, "sent", output.bytes, remark);
 }
 

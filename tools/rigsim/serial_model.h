@@ -25,6 +25,7 @@ struct Output
 {
     Time at;
     Bytes bytes;
+    unsigned bitRate = 0;  ///< at which they were sent, in bit/s; 0: whichever the program has set
 };
 
 /// A simulated device on a serial line: a pure function of the bytes it is given and of simulated
