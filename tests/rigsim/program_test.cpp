@@ -52,6 +52,7 @@ TEST_F(RigsimProgram, EndsAsItsCommandDoes)
         {"rigsim -- no-such-command", 127, "rigsim: no-such-command: command not found\n"},
         {"rigsim -- /", 126, "rigsim: /: Permission denied\n"},
         {"TMPDIR=/nowhere; rigsim -- true", 125, "rigsim: temporary folder "},
+        {"rigsim --help >/dev/full", 125, "rigsim: standard output: No space left on device"},
         // Ctrl-C reaches both: rigsim stays for the command, which keeps its own choice.
         {"rigsim -- sh -c 'kill -INT $PPID; echo goes on'", 0, "goes on\n"},
         {"rigsim -- sh -c 'kill -TERM $PPID; exec sleep 60'", 143, ""},

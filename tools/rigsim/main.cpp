@@ -16,6 +16,8 @@ namespace
 
 using namespace rigsim;
 
+constexpr const char* kStandardOutput = "standard output";
+
 constexpr int kWrongUsage = 2;
 constexpr int kRigFailed = 125;  // as of env(1) and timeout(1): their own trouble, not COMMAND's
 
@@ -47,9 +49,10 @@ void write(std::FILE* file, const std::string& text, const std::string& path)
 int serve(const Rig& rig, const std::string& folder, const Signals& signals)
 {
     const ServedLinks links(rig, folder);
+    std::string list;
     for (const auto& path : links.paths())
-        fmt::print("{} {}\n", path.filename().string(), path.string());
-    std::fflush(stdout);
+        list += fmt::format("{} {}\n", path.filename().string(), path.string());
+    write(stdout, list, kStandardOutput);
     signals.wait();
     return 0;
 }
@@ -78,16 +81,14 @@ int run(const Options& options)
 int main(int argc, char** argv)
 {
     const auto parsed = parseOptions({argv + 1, argv + argc});
-    if (const auto* help = std::get_if<HelpText>(&parsed)) {
-        std::fputs(help->text.c_str(), stdout);
-        return 0;
-    }
     if (const auto* error = std::get_if<UsageError>(&parsed)) {
         std::fputs(error->text.c_str(), stderr);
         return kWrongUsage;
     }
     try {
-        return run(std::get<Options>(parsed));
+        if (const auto* options = std::get_if<Options>(&parsed)) return run(*options);
+        write(stdout, std::get<HelpText>(parsed).text, kStandardOutput);
+        return 0;
     } catch (const std::exception& error) {
         fmt::print(stderr, "rigsim: {}\n", error.what());
         return kRigFailed;
