@@ -22,7 +22,7 @@ sub contents {
 sub messages {
     my ($code) = @_;
     $code =~ s{//[^\n]*|^\s*\#[^\n]*|R"\(.*?\)"}{}mg;
-    $code =~ s{\b(?:QUILL_LOGF?\((?![^,]*(?:Failure|Warning))|f?printf\()[^;"]*(?:"(?:[^"\\]|\\.)*"[^;"]*)*;}{}g;
+    $code =~ s{\b(?:QUILL_LOGF?(?:_FROM\(\w+,\s*|\()(?![^,]*(?:Failure|Warning))|f?printf\()[^;"]*(?:"(?:[^"\\]|\\.)*"[^;"]*)*;}{}g;
     my @messages;
     while ($code =~ /((?:"(?:[^"\\\n]|\\.)*"\s*)+)/g) {
         my $message = join('', $1 =~ /"((?:[^"\\\n]|\\.)*)"/g);

@@ -146,13 +146,14 @@ TEST_F(KinectCommand, ModuleThatCannotBeLoadedIsNamedAndTheListGoesOn)
         if (library.path().filename() != module.filename())
             fs::create_symlink(library.path(), libraries / library.path().filename());
 
-    for (const char* cause : {"No such file or directory", "file too short"}) {
+    const std::string failed = "Failed to load the Kinect module " + module.string() + ": [^\n]*";
+    for (const auto& text :
+         {"No Kinect module " + module.string() + ": install the package rigtool-kinect",
+          failed + "file too short"}) {
         const Ended ended = support::run({folder / "bin/rigtool", "-t", "device=/dev/none", "-t",
                                           "commands=kinect;getpantiltzoom"});
         EXPECT_EQ(ended.status, 0);
-        EXPECT_THAT(ended.err, testing::MatchesRegex("[^\n]* \\[2\\] visca_control: Failed to load "
-                                                     "the Kinect module " +
-                                                     module.string() + ": [^\n]*" + cause +
+        EXPECT_THAT(ended.err, testing::MatchesRegex("[^\n]* \\[2\\] visca_control: " + text +
                                                      "[^\n]*\n(.|\n)*Failed to open VISCA(.|\n)*"));
         std::ofstream(module) << "text";
     }
