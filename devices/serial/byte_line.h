@@ -25,6 +25,10 @@ class ByteLine
     [[nodiscard]] virtual std::optional<Error> open(const std::string& path, int bitRate) = 0;
     virtual void close() = 0;
 
+    /// Of the open line, from now on.
+    /// @param bitRate  as in open()
+    [[nodiscard]] virtual std::optional<Error> setBitRate(int bitRate) = 0;
+
     /// Asks for received bytes to be handed on as soon as can be, for exchanges of a few
     /// milliseconds.
     virtual void setLowLatency() = 0;

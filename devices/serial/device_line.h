@@ -51,6 +51,10 @@ class DeviceLine
     Duration roundTripAllowance() const { return withDelay(m_bytes->latency()); }
 
     // As in ByteLine.
+    [[nodiscard]] std::optional<Error> setBitRate(int bitRate)
+    {
+        return m_bytes->setBitRate(bitRate);
+    }
     void setLowLatency() { m_bytes->setLowLatency(); }
     [[nodiscard]] std::optional<Error> write(const uint8_t* bytes, size_t size, Time deadline)
     {

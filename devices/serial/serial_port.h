@@ -23,9 +23,10 @@ class SerialPort final : public ByteLine
     SerialPort(const SerialPort&) = delete;
     SerialPort& operator=(const SerialPort&) = delete;
 
-    /// Refused when the line ends up more than 3 % off the bit rate.
+    /// Refused when the line ends up more than 3 % off the bit rate; so is setBitRate().
     [[nodiscard]] std::optional<Error> open(const std::string& path, int bitRate) override;
     void close() override;
+    [[nodiscard]] std::optional<Error> setBitRate(int bitRate) override;
     bool isOpen() const { return m_fd >= 0; }
 
     /// Holds for the open line and is put back at close(). Adapters that cannot do so stay as they
@@ -46,7 +47,6 @@ class SerialPort final : public ByteLine
   private:
     [[nodiscard]] std::optional<Error> openDescriptor();
     [[nodiscard]] std::optional<Error> lockForThisProcess();
-    [[nodiscard]] std::optional<Error> setBitRate(int bitRate);
     [[nodiscard]] std::optional<Error> waitFor(short events, const char* step, Time deadline);
     Error systemError(const char* step, int number) const;
     Error hungUp(const char* step) const;

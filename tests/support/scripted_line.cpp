@@ -22,10 +22,16 @@ class ScriptedLine final : public quill::ByteLine
   public:
     explicit ScriptedLine(support::LineScript& script) : m_script(script) {}
 
-    std::optional<Error> open(const std::string& path, int) override
+    std::optional<Error> open(const std::string& path, int rate) override
     {
         m_path = path;
         m_arrivals.clear();
+        return setBitRate(rate);
+    }
+
+    std::optional<Error> setBitRate(int rate) override
+    {
+        m_script.bitRate = rate;
         return std::nullopt;
     }
 
@@ -33,10 +39,11 @@ class ScriptedLine final : public quill::ByteLine
     void setLowLatency() override {}
     Duration latency() const override { return m_script.latency; }
 
-    std::optional<Error> write(const uint8_t*, size_t, Time) override
+    std::optional<Error> write(const uint8_t* bytes, size_t size, Time) override
     {
         if (isUnplugged()) return unplugged("write");
         if (m_script.onRequest) m_script.onRequest();
+        m_script.sent.emplace_back(bytes, bytes + size);
         support::advanceClock(m_script.writeTakes);
         Time at = Time::now();
         const size_t next = m_script.requests++;

@@ -32,6 +32,8 @@ struct LineScript
     std::function<void()> onRequest = {};  ///< may be empty
     quill::Duration writeTakes = {};       ///< on a busy machine
     size_t requests = 0;
+    std::vector<Bytes> sent = {};  ///< a packet, or several written together, for each request
+    int bitRate = 0;               ///< set last
 };
 
 /// The script of the test; assign to it before anything is opened. Every DeviceLine follows it from
