@@ -1,5 +1,6 @@
 #include "devices/visca/visca_codec.h"
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -68,11 +69,12 @@ std::optional<Reply> parseFromCamera(const Bytes& packet)
 
 std::optional<Bytes> PacketReader::push(uint8_t byte)
 {
-    if (m_bytes.size() <= kMaxPacketBytes) m_bytes.push_back(byte);  // one over marks "too long"
+    if (m_bytes.size() == kMaxPacketBytes) m_bytes.erase(m_bytes.begin());
+    m_bytes.push_back(byte);
     if (byte != kTerminator) return std::nullopt;
     Bytes packet = std::exchange(m_bytes, {});
-    const bool isPacket = packet.size() >= kMinPacketBytes && packet.size() <= kMaxPacketBytes;
-    return isPacket ? std::make_optional(std::move(packet)) : std::nullopt;
+    if (packet.size() < kMinPacketBytes) return std::nullopt;
+    return packet;
 }
 
 Bytes addressSet()
@@ -145,8 +147,8 @@ std::string errorText(uint8_t error)
 
 std::optional<Reply> parseReply(const Bytes& packet)
 {
-    // A noise byte may look like a header itself, so the first place that reads as a reply counts.
-    for (size_t start = 0; start + kMinPacketBytes <= packet.size(); ++start) {
+    for (size_t left = kMinPacketBytes; left <= packet.size(); ++left) {
+        const size_t start = packet.size() - left;
         const bool fromCamera = packet[start] >= kFromCamera && (packet[start] & 0x0F) == 0;
         if (!fromCamera && packet[start] != kBroadcast) continue;
         const Bytes candidate(packet.begin() + static_cast<ptrdiff_t>(start), packet.end());
@@ -169,6 +171,14 @@ uint16_t decodeNibbles(const Bytes& data, size_t offset)
     unsigned value = 0;
     for (size_t i = offset; i < offset + 4; ++i) value = value << 4 | (data[i] & 0x0Fu);
     return static_cast<uint16_t>(value);
+}
+
+bool isPosition(const Reply& reply, size_t dataBytes)
+{
+    const auto isNibble = [](uint8_t byte) { return byte <= 0x0F; };
+    return reply.kind == ReplyKind::Completion && reply.socket == 0 &&
+           reply.data.size() == dataBytes &&
+           std::all_of(reply.data.begin(), reply.data.end(), isNibble);
 }
 
 Bytes acknowledge(int socket)

@@ -13,6 +13,7 @@ namespace quill::visca
 using Bytes = std::vector<uint8_t>;
 
 constexpr int kBitRate = 9600;
+constexpr int kFastBitRate = 38400;  ///< the other one that a camera can be set to
 
 /// Ends a packet and never stands inside one.
 constexpr uint8_t kTerminator = 0xFF;
@@ -24,14 +25,16 @@ constexpr uint8_t kToCamera = 0x81;
 constexpr uint8_t kBroadcast = 0x88;
 constexpr uint8_t kFromCamera = 0x90;
 
-/// Cuts the bytes of a line into packets at the terminators. It is in step again after the next
-/// terminator, whatever went wrong before.
+/// Cuts the bytes of a line into packets at the terminators, of which it looks at as many bytes as
+/// the longest packet has: noise before a packet stays out, or in front, and costs no packet.
 class PacketReader
 {
   public:
     /// @return the packet, terminator included, that this byte ended. Runs of bytes that are too
-    /// short or too long for a packet are dropped.
+    /// short are dropped, of longer ones the last kMaxPacketBytes count.
     std::optional<Bytes> push(uint8_t byte);
+    /// Whether bytes have come since the last terminator.
+    bool isInPacket() const { return !m_bytes.empty(); }
     void reset() { m_bytes.clear(); }
 
   private:
@@ -92,8 +95,9 @@ enum ErrorCode : uint8_t {
 /// the camera is in standby".
 std::string errorText(uint8_t error);
 
-/// What a packet read from the line says. Noise before the header is skipped; replies of any camera
-/// address count, since some cameras answer with another one.
+/// What a packet read from the line says: the last place in it that reads as a reply, since noise
+/// comes before and no reply that we ask for holds another. Replies of any camera address count,
+/// since some cameras answer with another one.
 /// @return nothing when the packet is no reply: noise, or the echo of a packet of ours.
 std::optional<Reply> parseReply(const Bytes& packet);
 
@@ -104,8 +108,11 @@ constexpr size_t kZoomDataBytes = 4;     ///< 0z 0z 0z 0z
 
 /// Four nibbles, high one first, as they stand in a packet.
 Bytes encodeNibbles(uint16_t value);
-/// @param data  at least offset + 4 bytes; the high halves are ignored
+/// @param data  at least offset + 4 nibbles
 uint16_t decodeNibbles(const Bytes& data, size_t offset);
+
+/// Whether it answers a position inquiry: socket 0, data of this length, all of them nibbles.
+bool isPosition(const Reply& reply, size_t dataBytes);
 
 Bytes acknowledge(int socket);                         ///< 90 4y FF
 Bytes completion(int socket, const Bytes& data = {});  ///< 90 5y ... FF
