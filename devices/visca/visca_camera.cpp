@@ -1,6 +1,9 @@
 #include "devices/visca/visca_camera.h"
 
 #include <optional>
+#include <set>
+#include <string>
+#include <utility>
 
 #include "common/logging.h"
 #include "devices/visca/visca_codec.h"
@@ -16,27 +19,38 @@ using visca::Conversation;
 
 constexpr const char* kCategory = "visca";
 
+int resultOf(const std::optional<Error>& error)
+{
+    if (!error) return VISCACamera::kDone;
+    if (isLineLost(*error)) return VISCACamera::kConnectionLost;
+    return error->number == 0 ? VISCACamera::kRefused : VISCACamera::kNoAnswer;
+}
+
 /// The result for a caller who wants a number; the cause goes to the log here, once.
 int report(const std::optional<Error>& error)
 {
-    if (!error) return VISCACamera::kDone;
-    QUILL_LOG(kWarning, kCategory) << error->text();
-    if (isLineLost(*error)) return VISCACamera::kConnectionLost;
-    return error->number == 0 ? VISCACamera::kRefused : VISCACamera::kNoAnswer;
+    if (error) QUILL_LOG(kWarning, kCategory) << error->text();
+    return resultOf(error);
 }
 
 class SerialCamera final : public VISCACamera
 {
   public:
-    [[nodiscard]] std::optional<Error> openLine(const std::string& device, Duration timeout)
+    int openLine(const std::string& device, Duration timeout)
     {
-        return m_conversation.open(device, timeout);
+        const int result = report(m_conversation.open(device, timeout));
+        if (result == kDone && m_conversation.bitRate() != visca::kBitRate)
+            QUILL_LOG(kWarning, kCategory)
+                << device << ": the camera is set to " << m_conversation.bitRate()
+                << " bit/s: used at that (at " << visca::kBitRate << " it is found at once)";
+        return result;
     }
 
     int rehomePanTilt(const Duration& timeout) override
     {
-        return report(m_conversation.command(visca::panTiltReset(), "re-home pan and tilt",
-                                             Conversation::Until::Completed, timeout));
+        int order = 0;
+        return reportAll(m_conversation.command(visca::panTiltReset(), "re-home pan and tilt",
+                                                Conversation::Until::Completed, timeout, &order));
     }
 
     int setPanTiltPosition(int panSpeed, int tiltSpeed, int pan, int tilt,
@@ -46,15 +60,14 @@ class SerialCamera final : public VISCACamera
                      "move to pan " + std::to_string(pan) + ", tilt " + std::to_string(tilt) +
                          " at speeds " + std::to_string(panSpeed) + ", " +
                          std::to_string(tiltSpeed),
-                     timeout);
+                     timeout, &m_panTilt);
     }
 
     int getPanTiltPosition(int* pan, int* tilt, const Duration& timeout) override
     {
         Bytes data;
-        const int result =
-            report(m_conversation.inquire(visca::panTiltInquiry(), "ask for pan and tilt",
-                                          visca::kPanTiltDataBytes, &data, timeout));
+        const int result = ask(visca::panTiltInquiry(), "ask for pan and tilt",
+                               visca::kPanTiltDataBytes, &data, timeout);
         if (result != kDone) return result;
         *pan = static_cast<int16_t>(visca::decodeNibbles(data, 0));
         *tilt = static_cast<int16_t>(visca::decodeNibbles(data, 4));
@@ -63,22 +76,34 @@ class SerialCamera final : public VISCACamera
 
     int setZoomPosition(int zoom, const Duration& timeout) override
     {
-        return order(visca::zoomDirect(zoom), "zoom to " + std::to_string(zoom), timeout);
+        return order(visca::zoomDirect(zoom), "zoom to " + std::to_string(zoom), timeout, &m_zoom);
     }
 
     int getZoomPosition(uint16_t* zoom, const Duration& timeout) override
     {
         Bytes data;
-        const int result = report(m_conversation.inquire(visca::zoomInquiry(), "ask for zoom",
-                                                         visca::kZoomDataBytes, &data, timeout));
+        const int result =
+            ask(visca::zoomInquiry(), "ask for zoom", visca::kZoomDataBytes, &data, timeout);
         if (result != kDone) return result;
         *zoom = visca::decodeNibbles(data, 0);
         return kDone;
     }
 
+    int panTiltOutcome() const override { return m_panTilt.outcome; }
+    int zoomOutcome() const override { return m_zoom.outcome; }
+
   private:
-    int order(const std::optional<Bytes>& packet, const std::string& what, Duration timeout)
+    /// The last order to an axis.
+    struct Taken
     {
+        int order = 0;
+        int outcome = kDone;
+    };
+
+    int order(const std::optional<Bytes>& packet, const std::string& what, Duration timeout,
+              Taken* taken)
+    {
+        *taken = {};
         if (!packet) {
             QUILL_LOG(kWarning, kCategory)
                 << m_conversation.device() << ": " << what
@@ -86,9 +111,39 @@ class SerialCamera final : public VISCACamera
                    "0..65535)";
             return kOutOfRange;
         }
-        return report(m_conversation.command(*packet, what, Conversation::Until::Taken, timeout));
+        return reportAll(m_conversation.command(*packet, what, Conversation::Until::Taken, timeout,
+                                                &taken->order));
     }
 
+    /// Who waits for the camera asks again and again: what fails in the same way is told once.
+    int ask(const Bytes& packet, const std::string& what, size_t dataBytes, Bytes* data,
+            Duration timeout)
+    {
+        const auto error = m_conversation.inquire(packet, what, dataBytes, data, timeout);
+        const int result = resultOf(error);
+        const bool isNew = error && m_told.insert({what, result}).second;
+        (void)reportAll(isNew ? error : std::nullopt);
+        return result;
+    }
+
+    int reportAll(const std::optional<Error>& error)
+    {
+        reportLateRefusals();
+        return report(error);
+    }
+
+    void reportLateRefusals()
+    {
+        for (const auto& refusal : m_conversation.takeLateRefusals()) {
+            (void)report(refusal.error);
+            for (Taken* taken : {&m_panTilt, &m_zoom})
+                if (taken->order == refusal.order) taken->outcome = kRefused;
+        }
+    }
+
+    Taken m_panTilt;
+    Taken m_zoom;
+    std::set<std::pair<std::string, int>> m_told;  ///< inquiries that failed, and how
     Conversation m_conversation{DeviceLine()};
 };
 
@@ -97,7 +152,7 @@ class SerialCamera final : public VISCACamera
 std::shared_ptr<VISCACamera> VISCACamera::open(const std::string& device, const Duration& timeout)
 {
     auto camera = std::make_shared<SerialCamera>();
-    return report(camera->openLine(device, timeout)) == kDone ? camera : nullptr;
+    return camera->openLine(device, timeout) == kDone ? camera : nullptr;
 }
 
 }  // namespace quill

@@ -25,8 +25,9 @@ class VISCACamera
         kConnectionLost = 4,  ///< the line failed; no later operation can succeed
     };
 
-    /// Opens the line (9600 bit/s) and finds the camera on it: address set, then interface clear,
-    /// which the camera may refuse or ignore.
+    /// Opens the line (9600 bit/s) and finds the camera on it: address set and interface clear,
+    /// which the camera may refuse or ignore where it answers an inquiry to address 1. A camera at
+    /// 38400 bit/s is found too, and a level-3 line says so.
     /// @param device   path of the serial line; one that cannot be opened fails at once
     /// @param timeout  for all of it
     /// @return the camera; empty when there is none
@@ -57,6 +58,11 @@ class VISCACamera
 
     /// CAM_ZoomPosInq (81 09 04 47). The output is written on success only.
     virtual int getZoomPosition(uint16_t* zoom, const Duration& timeout) = 0;
+
+    /// What has become of the last pan/tilt or zoom order that was taken: kRefused when the camera
+    /// has given it up since, kDone otherwise. Known once another operation has read it.
+    virtual int panTiltOutcome() const { return kDone; }
+    virtual int zoomOutcome() const { return kDone; }
 };
 
 }  // namespace quill

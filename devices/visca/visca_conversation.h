@@ -1,21 +1,22 @@
 #pragma once
 
-#include <array>
 #include <deque>
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "common/time.h"
-#include "devices/serial/device_line.h"
 #include "devices/visca/visca_codec.h"
+#include "order_book.h"
+#include "reply_line.h"
 
 namespace quill::visca
 {
 
 /// One controller's side of a VISCA line with one camera: sends a packet and finds the reply that
-/// belongs to it among late completions, network changes, noise and echo. Time-outs are for a whole
-/// exchange. An Error with number 0 is the camera's refusal, ETIMEDOUT its silence.
+/// belongs to it among late completions and refusals, network changes, noise and echo. Time-outs
+/// are for a whole exchange. An Error with number 0 is the camera's refusal, ETIMEDOUT its silence.
 class Conversation
 {
   public:
@@ -25,46 +26,72 @@ class Conversation
         Completed,  ///< the action has ended
     };
 
+    /// An order that the camera has given up after it had taken it.
+    struct LateRefusal
+    {
+        int order;
+        Error error;
+    };
+
     /// @param line  not open yet
     explicit Conversation(DeviceLine line) : m_line(std::move(line)) {}
 
-    const std::string& device() const { return m_line.path(); }
+    const std::string& device() const { return m_line.line().path(); }
+    int bitRate() const { return m_line.bitRate(); }
 
     [[nodiscard]] std::optional<Error> open(const std::string& device, Duration timeout);
 
-    /// @param what  the command in words, for the error text
+    /// @param what   the command in words, for the error text
+    /// @param order  its number where it was acknowledged, 0 otherwise
     [[nodiscard]] std::optional<Error> command(const Bytes& packet, const std::string& what,
-                                               Until until, Duration timeout);
+                                               Until until, Duration timeout, int* order);
 
+    /// Asks for a position.
     /// @param dataBytes  length of the reply's data; another length is not the reply
     [[nodiscard]] std::optional<Error> inquire(const Bytes& packet, const std::string& what,
                                                size_t dataBytes, Bytes* data, Duration timeout);
 
+    /// Those that have come to light since the last call.
+    std::vector<LateRefusal> takeLateRefusals() { return std::exchange(m_lateRefusals, {}); }
+
   private:
-    [[nodiscard]] std::optional<Error> findCamera(Time deadline);
-    [[nodiscard]] std::optional<Error> clearInterface(Time deadline);
+    /// Whether a reply answers the order that is waited for.
+    enum class Claim { None, Perhaps, Certain };
+
+    /// A command whose answer was not waited for any longer, and may still come.
+    struct Owed
+    {
+        std::string what;  ///< of an order, in words
+        bool isOrder;      ///< interface clear is none: it is never acknowledged
+    };
+
     [[nodiscard]] std::optional<Error> awaitTaken(const std::string& what, Time deadline,
-                                                  Reply* answer);
-    [[nodiscard]] std::optional<Error> awaitCompletion(int socket, const std::string& what,
+                                                  Reply* answer, int* order);
+    [[nodiscard]] std::optional<Error> awaitCompletion(int order, const std::string& what,
                                                        Time deadline);
-    [[nodiscard]] std::optional<Error> send(const Bytes& packet, Time deadline);
-    [[nodiscard]] std::optional<Error> nextReply(Reply* reply, Time deadline);
+    [[nodiscard]] std::optional<Error> awaitAnswer(const std::string& what, size_t dataBytes,
+                                                   Bytes* data, Time deadline);
     [[nodiscard]] std::optional<Error> awaitFreeSocket(Time deadline);
     /// Reads and books replies until none has come for as long as `quiet`.
     [[nodiscard]] std::optional<Error> awaitQuiet(Duration quiet, Time deadline);
 
-    /// Whether the completion ends a command that was acknowledged before, and books it.
-    bool endsEarlierCommand(const Reply& completion);
+    Claim claimOf(const Reply& reply) const;
+    bool isOwedAnOrder() const;
+
+    /// Books a reply that is not the one waited for on the command that it belongs to.
+    void book(const Reply& reply);
+    /// Books one that was held for the one waited for. @param order  its number, if acknowledged
+    void giveBack(const Reply& reply, int order);
+    void bookError(const Reply& reply);
+    std::string takeOwedOrder();
 
     Error refusal(const std::string& what, uint8_t error) const;
     Error explain(Error error, const std::string& what) const;
 
-    DeviceLine m_line;
-    PacketReader m_reader;
-    std::deque<Reply> m_replies;       ///< read from the line and not yet looked at
-    std::array<int, 16> m_underWay{};  ///< commands acknowledged and not completed, by socket
-    Time m_lastLook;                   ///< the deadline after which a last look has been taken
-    bool m_lineEchoes = false;
+    ReplyLine m_line;
+    OrderBook m_orders;
+    std::deque<Owed> m_owed;  ///< in the order in which they were sent
+    std::vector<LateRefusal> m_lateRefusals;
 };
 
 }  // namespace quill::visca

@@ -29,10 +29,14 @@ VISCACameraPtr openCamera(const std::string& devicePath, const char* function)
     return camera;
 }
 
-void orderPanTilt(VISCACamera& camera, int speed, int pan, int tilt, const char* function)
+void reportPanTilt(int result, const char* function)
 {
-    if (camera.setPanTiltPosition(speed, speed, pan, tilt, kMoveTimeout) != 0)
-        QUILL_LOGF_FROM(function, kFailure, kLogCategory, "Failed to set pan tilt.");
+    if (result != 0) QUILL_LOGF_FROM(function, kFailure, kLogCategory, "Failed to set pan tilt.");
+}
+
+void reportZoom(int result, const char* function)
+{
+    if (result != 0) QUILL_LOGF_FROM(function, kFailure, kLogCategory, "Failed to set zoom.");
 }
 
 struct Reading
@@ -70,12 +74,14 @@ void HardwareDriver::setPanTiltZoom(int pan, int tilt, int zoom)
     const VISCACameraPtr camera = openCamera(devicePath, __PRETTY_FUNCTION__);
     if (camera == nullptr) return;
     QUILL_LOGF(kResult, kLogCategory, "setPanTiltZoom(%d,%d,%d)", pan, tilt, zoom);
-    orderPanTilt(*camera, 20, pan, tilt, __PRETTY_FUNCTION__);
+    reportPanTilt(camera->setPanTiltPosition(20, 20, pan, tilt, kMoveTimeout), __PRETTY_FUNCTION__);
     QUILL_LOG(kResult, kLogCategory) << "Setting Zoom.";
-    if (camera->setZoomPosition(zoom, kMoveTimeout) != 0)
-        QUILL_LOGF(kFailure, kLogCategory, "Failed to set zoom.");
+    reportZoom(camera->setZoomPosition(zoom, kMoveTimeout), __PRETTY_FUNCTION__);
     QUILL_LOG(kResult, kLogCategory) << "Wait";
     waitNotMoving(camera);
+    // Orders that it gave up after it had taken them.
+    reportPanTilt(camera->panTiltOutcome(), __PRETTY_FUNCTION__);
+    reportZoom(camera->zoomOutcome(), __PRETTY_FUNCTION__);
     QUILL_LOG(kResult, kLogCategory) << "Done.";
 }
 
@@ -84,8 +90,9 @@ void HardwareDriver::setPanTilt(int pan, int tilt)
     const VISCACameraPtr camera = openCamera(devicePath, __PRETTY_FUNCTION__);
     if (camera == nullptr) return;
     QUILL_LOGF(kResult, kLogCategory, "setPanTilt(%d,%d)", pan, tilt);
-    orderPanTilt(*camera, 15, pan, tilt, __PRETTY_FUNCTION__);
+    reportPanTilt(camera->setPanTiltPosition(15, 15, pan, tilt, kMoveTimeout), __PRETTY_FUNCTION__);
     waitNotMoving(camera);
+    reportPanTilt(camera->panTiltOutcome(), __PRETTY_FUNCTION__);
 }
 
 void HardwareDriver::getPanTiltZoom()
@@ -95,10 +102,9 @@ void HardwareDriver::getPanTiltZoom()
     int pan = 0;
     int tilt = 0;
     uint16_t zoom = 0;
-    if (camera->getPanTiltPosition(&pan, &tilt, kQueryTimeout) != 0)
-        QUILL_LOGF(kWarning, kLogCategory, "No pan and tilt position: 0 stands for them.");
-    if (camera->getZoomPosition(&zoom, kQueryTimeout) != 0)
-        QUILL_LOGF(kWarning, kLogCategory, "No zoom position: 0 stands for it.");
+    // The camera library says why one fails; 0 stands for what is not known.
+    (void)camera->getPanTiltPosition(&pan, &tilt, kQueryTimeout);
+    (void)camera->getZoomPosition(&zoom, kQueryTimeout);
     QUILL_LOGF(kResult, kLogCategory, "pan=%d tilt=%d zoom=%d\n", pan, tilt, zoom);
 }
 
