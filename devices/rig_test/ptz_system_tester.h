@@ -8,6 +8,7 @@ namespace quill::app
 /// The whole-rig test of a production line: camera, pan servo, tilt servo and laser, in this order,
 /// up to the first failure.
 ///
+/// Before anything moves, it is refused when two of the paths but the servos' lead to one device.
 /// - Camera (VISCA, 9600 bit/s): answers; pan, tilt and zoom each move by a small step, read back,
 ///   and return.
 /// - Pan and tilt servo (Dynamixel protocol 1.0, kServoBaudNumber): has its own ID, is
@@ -17,10 +18,10 @@ namespace quill::app
 ///   that its line takes the orders.
 ///
 /// However the test ends, each axis that was ordered to move is ordered back and waited for, a
-/// servo's torque is as it was, and the laser is ordered off, also when it was on before. With
-/// Ctrl-C too (common/interrupt.h): then the laser goes first, and the way back gets 2 s. An
-/// exchange with a device under way is ended before (4 s at most, some milliseconds with a device
-/// that answers).
+/// servo's torque is as it was, and the laser is ordered off, also when it was on before; it is on
+/// for 2 s at most even when this process is killed or stopped. With Ctrl-C too
+/// (common/interrupt.h): then the laser goes first, and the way back gets 2 s. An exchange with a
+/// device under way is ended before (4 s at most, some milliseconds with a device that answers).
 ///
 /// A healthy rig takes some 4 s. No step waits without an end: 120 s at most in all. Each step is
 /// logged as it begins, level 5, category "rig_test"; causes of failures are logged by the device

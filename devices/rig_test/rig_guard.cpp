@@ -3,7 +3,6 @@
 #include "axis_motion.h"
 #include "common/logging.h"
 #include "common/time.h"
-#include "devices/laser/tty_laser.h"
 
 namespace quill::app
 {
@@ -21,32 +20,45 @@ constexpr Duration kInterruptedReturnTimeout = seconds(2);
 }  // namespace
 
 RigGuard::RigGuard(const DeviceName& laser, TestReport& report)
-    : m_laser(laser), m_report(report), m_onInterrupt([this] { cleanUp(); })
+    : m_laserName(laser),
+      m_laser(laser.path),
+      m_report(report),
+      m_onInterrupt([this] { cleanUp(); })
 {}
 
 RigGuard::~RigGuard()
 {
-    m_report.watch([this] { switchLaser(false); });
+    m_report.watch([this] { switchLaserOff(); });
 }
 
 bool RigGuard::showLaser()
 {
-    if (!switchLaser(true)) return false;
+    m_report.begin(m_laserName, "switch on");
+    {
+        const InterruptDelay wholeOrder;
+        if (!m_laser.switchOn()) return failToOrder();
+    }
     sleep(kLaserShown);
     return true;
 }
 
-bool RigGuard::switchLaser(bool on)
+void RigGuard::switchLaserOff()
 {
-    m_report.begin(m_laser, on ? "switch on" : "switch off");
-    const InterruptDelay wholeOrder;  // the clean-up could not open a line that is open here
-    if (TTYLaser(m_laser.path).setState(on)) return true;
+    const InterruptDelay wholeOrder;
+    const bool isOff = m_laser.switchOff();
+    // Only now: a log whose reader stalls must not keep the laser on.
+    m_report.begin(m_laserName, "switch off");
+    if (!isOff) failToOrder();
+}
+
+bool RigGuard::failToOrder()
+{
     return m_report.fail("its line to take the order", "an error (logged before)");
 }
 
 void RigGuard::cleanUp()
 {
-    m_report.watch([this] { switchLaser(false); });
+    m_report.watch([this] { switchLaserOff(); });
     if (m_underWay != nullptr)
         m_report.watch([this] { m_underWay->goBack(kInterruptedReturnTimeout); });
     if (m_report.hasFailed()) QUILL_LOG(kWarning, kCategory) << "interrupted; " << m_report.text();

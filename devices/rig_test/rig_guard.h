@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/interrupt.h"
+#include "devices/laser/guarded_laser.h"
 #include "test_report.h"
 
 namespace quill::app
@@ -10,7 +11,8 @@ class Excursion;
 
 /// Sees to it that a test leaves nothing behind, however it ends: owns the laser, which is ordered
 /// off when the guard goes, and knows the axis that is away from where it was. An interrupt
-/// switches the laser off first, then sends that axis back.
+/// switches the laser off first, then sends that axis back. What leaves no time for that (SIGKILL,
+/// a crash, SIGSTOP) leaves the laser off all the same, see GuardedLaser.
 class RigGuard
 {
   public:
@@ -29,10 +31,12 @@ class RigGuard
     void setUnderWay(Excursion* excursion) { m_underWay = excursion; }
 
   private:
-    bool switchLaser(bool on);
+    void switchLaserOff();
+    bool failToOrder();
     void cleanUp();
 
-    DeviceName m_laser;
+    DeviceName m_laserName;
+    GuardedLaser m_laser;
     TestReport& m_report;
     Excursion* m_underWay = nullptr;
     InterruptCleanup m_onInterrupt;

@@ -45,6 +45,8 @@ class SerialPort final : public ByteLine
     void discardInput() override;
 
   private:
+    friend class LineGuard;  // works on the same open line, from two processes
+
     [[nodiscard]] std::optional<Error> openDescriptor();
     [[nodiscard]] std::optional<Error> lockForThisProcess();
     [[nodiscard]] std::optional<Error> waitFor(short events, const char* step, Time deadline);

@@ -7,7 +7,7 @@
 
 #include "common/interrupt.h"
 #include "devices/dynamixel/dxl_device.h"
-#include "devices/laser/tty_laser.h"
+#include "devices/laser/guarded_laser.h"
 #include "devices/visca/visca_camera.h"
 #include "support/fake_clock.h"
 #include "support/fake_dxl_device.h"
@@ -140,15 +140,34 @@ std::shared_ptr<VISCACamera> VISCACamera::open(const std::string& device, const 
     return s_rig.hasCamera ? std::make_shared<FakeCamera>() : nullptr;
 }
 
-quill::TTYLaser::TTYLaser(const std::string& device) : m_device(device) {}
+struct quill::GuardedLaser::Lit
+{};
 
-bool quill::TTYLaser::setState(bool on)
+namespace
+{
+
+bool switchLaser(const std::string& device, bool on)
 {
     expectUninterrupted();
-    note("laser " + m_device + (on ? " on" : " off"));
+    note("laser " + device + (on ? " on" : " off"));
     if (!s_rig.onLaser(on)) return false;
     s_rig.isLaserOn = on;
     return true;
+}
+
+}  // namespace
+
+quill::GuardedLaser::GuardedLaser(const std::string& device) : m_device(device) {}
+quill::GuardedLaser::~GuardedLaser() = default;
+
+bool quill::GuardedLaser::switchOn()
+{
+    return switchLaser(m_device, true);
+}
+
+bool quill::GuardedLaser::switchOff()
+{
+    return switchLaser(m_device, false);
 }
 
 namespace

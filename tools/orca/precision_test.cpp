@@ -5,7 +5,9 @@
 #include <optional>
 
 #include "common/basic_stats.h"
+#include "common/interrupt.h"
 #include "common/time.h"
+#include "hold_servos.h"
 #include "log.h"
 #include "servo_bus.h"
 #include "settings.h"
@@ -115,14 +117,11 @@ class TestedServo
 class PrecisionTest
 {
   public:
-    PrecisionTest(PanTiltServos servos, const char* function)
-        : m_function(function),
-          m_bus(std::move(servos.bus)),
-          m_servo1(1, servos.pan),
-          m_servo2(2, servos.tilt)
+    PrecisionTest(const PanTiltServos& servos, const char* function)
+        : m_function(function), m_servos(servos), m_servo1(1, servos.pan), m_servo2(2, servos.tilt)
     {}
 
-    bool isBusLost() const { return m_bus->isLineLost(); }
+    bool isBusLost() const { return m_servos.bus->isLineLost(); }
 
     /// Angle limits of the second servo, from which the targets are drawn.
     Limits targetLimits() const { return readLimits(m_servo2.motor()); }
@@ -130,6 +129,7 @@ class PrecisionTest
     /// @return the limits that the targets are drawn from
     const Limits& start()
     {
+        m_hold.emplace([this] { holdServos(m_servos); });
         command(kCentre);
         m_servo1.takeLimits();
         m_servo2.takeLimits();
@@ -188,10 +188,11 @@ class PrecisionTest
     }
 
     const char* m_function;  ///< that the test is logged for
-    std::shared_ptr<quill::DynamixelInterface> m_bus;
+    PanTiltServos m_servos;
     TestedServo m_servo1;
     TestedServo m_servo2;
     int m_previous = kCentre;
+    std::optional<quill::InterruptCleanup> m_hold;  ///< once they have been told to move
 };
 
 }  // namespace

@@ -1,10 +1,12 @@
 #include <array>
 #include <cmath>
 #include <cstdlib>
+#include <optional>
 
 #include "common/interrupt.h"
 #include "common/time.h"
 #include "devices/dynamixel/dxl_codec.h"
+#include "hold_servos.h"
 #include "log.h"
 #include "servo_bus.h"
 #include "settings.h"
@@ -13,7 +15,6 @@
 namespace reg = quill::dynamixel;
 
 using quill::Duration;
-using quill::DynamixelMotor;
 using quill::seconds;
 using quill::Time;
 
@@ -85,10 +86,10 @@ class MotorTest
           m_function(function)
     {}
 
-    /// @return the message of the first check that failed; null when the test has passed
+    /// @return the message of the first check that failed, one axis may still swing then; null when
+    /// the test has passed
     const char* run(int x0, int x1, int y0, int y1)
     {
-        const quill::InterruptCleanup hold([this] { holdPosition(); });
         const Time start = Time::now();
         Time lastReport;
         while (Time::now() - start < m_length) {
@@ -105,6 +106,8 @@ class MotorTest
         }
         return nullptr;
     }
+
+    void hold() const { holdServos(m_servos); }
 
   private:
     const char* swingTo(int pan, int tilt)
@@ -127,19 +130,11 @@ class MotorTest
         return nullptr;
     }
 
-    /// Whoever ends a test that swings a rig wants it to stand still at once.
-    void holdPosition()
-    {
-        for (DynamixelMotor* motor : {m_servos.pan.get(), m_servos.tilt.get()}) {
-            const int position = motor->getPresentPosition();
-            if (position >= 0) motor->setGoalPosition(position);
-        }
-    }
-
     PanTiltServos m_servos;
     int m_duration_s;
     Duration m_length;
     const char* m_function;  ///< that the test is logged for
+    quill::InterruptCleanup m_hold{[this] { holdServos(m_servos); }};
 };
 
 }  // namespace
@@ -148,6 +143,7 @@ void HardwareDriver::setDynamixelPanTilt(int pan, int tilt)
 {
     DxlDevice bus;
     if (!openRegisters(&bus, devicePath, p_dxl_baudnum(), __PRETTY_FUNCTION__)) return;
+    const quill::InterruptCleanup hold([&bus] { holdServos(&bus); });
     bus.dxl_write_word(kPanServoId, reg::kGoalPosition, pan);
     bus.dxl_write_word(kTiltServoId, reg::kGoalPosition, tilt);
     PositioningWatch watch;
@@ -164,13 +160,17 @@ void HardwareDriver::setDynamixelPanTilt(int pan, int tilt)
 
 void HardwareDriver::testMotors(int x0, int x1, int y0, int y1, int duration_s)
 {
-    // The handles are gone, and the line closed, before a failure ends the process.
-    const char* failure =
-        MotorTest(openServos(devicePath, __PRETTY_FUNCTION__), duration_s, __PRETTY_FUNCTION__)
-            .run(x0, x1, y0, y1);
-    if (failure != nullptr) {
-        QUILL_LOG(kFailure, kLogCategory) << failure;
-        std::exit(1);
+    const char* const function = __PRETTY_FUNCTION__;
+    std::optional<MotorTest> test(std::in_place, openServos(devicePath, function), duration_s,
+                                  function);
+    const char* failure = test->run(x0, x1, y0, y1);
+    if (failure == nullptr) {
+        test.reset();
+        QUILL_LOG(kResult, kLogCategory) << "==== Motor test finished successfully. ====";
+        return;
     }
-    QUILL_LOG(kResult, kLogCategory) << "==== Motor test finished successfully. ====";
+    QUILL_LOG(kFailure, kLogCategory) << failure;
+    test->hold();
+    test.reset();  // closes the line, before the process ends
+    std::exit(1);
 }
