@@ -1,5 +1,6 @@
-# `cmake --install` and the Debian package. Programs in bin, their libraries in lib/rigtool, as in the
-# build tree; what is compressed or made from templates is in build/PRESET/package.
+# `cmake --install` and the Debian packages: rigtool, the program; rigtool-kinect, its module, which needs
+# OpenCV and with it some 120 packages more; rigsim. Programs in bin, their libraries in lib/rigtool, as
+# in the build tree; what is compressed or made from templates is in build/PRESET/package.
 set(package_folder ${CMAKE_BINARY_DIR}/package)
 set(package_sources ${PROJECT_SOURCE_DIR}/packaging)
 set(package_files "")
@@ -14,8 +15,10 @@ function(rig_compress source name)
     set(package_files ${package_files} ${output} PARENT_SCOPE)
 endfunction()
 
-set(CPACK_DEBIAN_PACKAGE_VERSION ${PROJECT_VERSION}-1)
-configure_file(${package_sources}/debian/changelog.in ${package_folder}/changelog.Debian @ONLY)
+add_custom_command(OUTPUT ${package_folder}/changelog.Debian
+    COMMAND ${package_sources}/debian-changelog ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${RIG_PACKAGE_VERSION}
+        ${RIG_SOURCE_DATE} > ${package_folder}/changelog.Debian
+    DEPENDS ${package_sources}/debian-changelog ${PROJECT_SOURCE_DIR}/CHANGELOG.md VERBATIM)
 rig_compress(${package_folder}/changelog.Debian changelog.Debian)
 rig_compress(${PROJECT_SOURCE_DIR}/CHANGELOG.md changelog)
 
@@ -32,10 +35,7 @@ add_custom_target(package_files ALL DEPENDS ${package_files})
 # What is installed must be built, the tests need not be: `cmake --build --preset release --target
 # installed` before an install or a package.
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
-set(private_libraries quill calibration_files)
-if(TARGET rigtool_kinect)
-    list(APPEND private_libraries rigtool_kinect)
-endif()
+set(private_libraries quill calibration_files rigtool_kinect)
 set_target_properties(${private_libraries} PROPERTIES INSTALL_RPATH "$ORIGIN")
 # Built with the run path that they are installed with, since the folders stand to each other alike.
 # Otherwise room is kept for the longer of the two by colons at its end, and to the loader an empty
@@ -47,49 +47,101 @@ add_custom_target(installed DEPENDS rigtool rigsim ${private_libraries} package_
 set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
-install(TARGETS rigtool rigsim RUNTIME DESTINATION bin)
-install(TARGETS ${private_libraries} LIBRARY DESTINATION lib/rigtool)
-install(PROGRAMS scripts/plot-precision DESTINATION bin RENAME rigtool-plot-precision)
-install(FILES ${package_sources}/60-rigtool.rules DESTINATION lib/udev/rules.d)
+# What every package has: who may copy it, and what has changed.
+function(rig_install_notes package)
+    install(FILES ${package_sources}/debian/copyright ${package_folder}/changelog.gz
+            ${package_folder}/changelog.Debian.gz
+        DESTINATION share/doc/${package} COMPONENT ${package})
+    install(FILES ${package_sources}/debian/${package}.lintian-overrides
+        DESTINATION share/lintian/overrides RENAME ${package} COMPONENT ${package})
+endfunction()
+
+install(TARGETS rigtool RUNTIME DESTINATION bin COMPONENT rigtool)
+install(TARGETS quill calibration_files LIBRARY DESTINATION lib/rigtool COMPONENT rigtool)
+install(PROGRAMS scripts/plot-precision DESTINATION bin RENAME rigtool-plot-precision COMPONENT rigtool)
+install(FILES ${package_sources}/60-rigtool.rules DESTINATION lib/udev/rules.d COMPONENT rigtool)
 install(FILES ${package_sources}/completion.bash
-    DESTINATION share/bash-completion/completions RENAME rigtool)
+    DESTINATION share/bash-completion/completions RENAME rigtool COMPONENT rigtool)
+install(FILES ${package_folder}/rigtool.1.gz ${package_folder}/rigtool-plot-precision.1.gz
+    DESTINATION share/man/man1 COMPONENT rigtool)
+# The README and all that it has links to.
+install(FILES README.md CONTRIBUTING.md DESTINATION share/doc/rigtool COMPONENT rigtool)
+install(FILES docs/architecture.md docs/fault-matrix.md docs/performance.md docs/releasing.md
+        docs/troubleshooting.md
+    DESTINATION share/doc/rigtool/docs COMPONENT rigtool)
+rig_install_notes(rigtool)
+
+install(TARGETS rigtool_kinect LIBRARY DESTINATION lib/rigtool COMPONENT rigtool-kinect)
+install(FILES ${package_sources}/60-rigtool-kinect.rules
+    DESTINATION lib/udev/rules.d COMPONENT rigtool-kinect)
+rig_install_notes(rigtool-kinect)
+
+install(TARGETS rigsim RUNTIME DESTINATION bin COMPONENT rigsim)
 install(FILES ${package_sources}/completion.bash
-    DESTINATION share/bash-completion/completions RENAME rigsim)
-install(FILES ${package_folder}/rigtool.1.gz ${package_folder}/rigsim.1.gz
-        ${package_folder}/rigtool-plot-precision.1.gz
-    DESTINATION share/man/man1)
-install(FILES README.md ${package_sources}/debian/copyright ${package_folder}/changelog.gz
-        ${package_folder}/changelog.Debian.gz
-    DESTINATION share/doc/rigtool)
-install(FILES docs/architecture.md DESTINATION share/doc/rigtool/docs)
-install(FILES ${package_sources}/debian/lintian-overrides
-    DESTINATION share/lintian/overrides RENAME rigtool)
+    DESTINATION share/bash-completion/completions RENAME rigsim COMPONENT rigsim)
+install(FILES ${package_folder}/rigsim.1.gz DESTINATION share/man/man1 COMPONENT rigsim)
+rig_install_notes(rigsim)
 
 set(CPACK_GENERATOR DEB)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_GROUPING IGNORE)
+set(CPACK_COMPONENTS_ALL rigtool rigtool-kinect rigsim)
 set(CPACK_PACKAGE_NAME rigtool)
 set(CPACK_PACKAGE_CONTACT "rigtool developers <rigtool@example.org>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "service and test tool for a pan-tilt-zoom camera rig")
-set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
-"rigtool drives the devices of a camera rig from the command line: a VISCA
-camera, Dynamixel servos, a laser behind a serial relay, the CBUS pins of
-FT232R adapters and a Kinect v2. It moves, reads, scans, measures and tests
-them, one device or the whole rig.
-.
-rigsim is a simulated rig that stands in where no hardware is attached.")
+set(CPACK_DEBIAN_PACKAGE_SOURCE rigtool)
+set(CPACK_DEBIAN_PACKAGE_VERSION ${RIG_PACKAGE_VERSION})
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION electronics)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
-# rigsim loads libumockdev-preload.so.0 into the programs that it runs.
-set(CPACK_DEBIAN_PACKAGE_DEPENDS umockdev)
-# rigtool-plot-precision draws with it.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS gnuplot-nox)
-set(CPACK_DEBIAN_PACKAGE_SUGGESTS bash-completion)
-set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
-    ${package_sources}/debian/postinst ${package_sources}/debian/postrm)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS ${CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS})
+
+# rig_describe(PACKAGE SUMMARY TEXT)
+function(rig_describe package summary text)
+    string(TOUPPER ${package} name)
+    set(CPACK_DEBIAN_${name}_PACKAGE_NAME ${package} PARENT_SCOPE)
+    set(CPACK_DEBIAN_${name}_DESCRIPTION "${summary}\n${text}" PARENT_SCOPE)
+endfunction()
+
+rig_describe(rigtool "service and test tool for a pan-tilt-zoom camera rig"
+"rigtool drives the devices of a camera rig from the command line: a VISCA
+camera, Dynamixel servos, a laser behind a serial relay, the CBUS pins of
+FT232R adapters and a Kinect v2. It moves, reads, scans, measures and tests
+them, one device or the whole rig.
+.
+The package rigtool-kinect has what the Kinect needs; rigsim is a simulated
+rig that stands in where no hardware is attached.")
+# rigtool-plot-precision draws with gnuplot.
+set(CPACK_DEBIAN_RIGTOOL_PACKAGE_SUGGESTS "bash-completion, gnuplot-nox, rigsim, rigtool-kinect")
+set(read_udev_rules ${package_sources}/debian/postinst ${package_sources}/debian/postrm)
+set(CPACK_DEBIAN_RIGTOOL_PACKAGE_CONTROL_EXTRA ${read_udev_rules})
+
+if(TARGET freenect2_standin)
+    set(sensors
+"It was built without libfreenect2, with a stand-in that sees simulated
+sensors only, those of the package rigsim. A real Kinect is not found: for
+one, build the package where libfreenect2 0.2 is installed.")
+else()
+    set(sensors "It works with real sensors, through libfreenect2.")
+endif()
+rig_describe(rigtool-kinect "Kinect v2 module of rigtool"
+"With it, rigtool's command kinect takes one colour and one infrared picture
+with a Kinect v2 at a USB 3 port and writes both as PNG.
+.
+${sensors}")
+set(CPACK_DEBIAN_RIGTOOL-KINECT_PACKAGE_CONTROL_EXTRA ${read_udev_rules})
+# The module and the simulator are made for this very libquill.so.
+set(same_rigtool "rigtool (= ${RIG_PACKAGE_VERSION})")
+set(CPACK_DEBIAN_RIGTOOL-KINECT_PACKAGE_DEPENDS "${same_rigtool}")
+
+rig_describe(rigsim "simulated pan-tilt-zoom camera rig"
+"rigsim runs a program and lets it see the devices of a whole rig: a VISCA
+camera, a bus of Dynamixel servos and a laser behind USB adapters with FT232R
+chips, and a Kinect v2. Some fifty faults can be turned on.")
+# It loads libumockdev-preload.so.0 into the programs that it runs.
+set(CPACK_DEBIAN_RIGSIM_PACKAGE_DEPENDS "${same_rigtool}, umockdev")
 include(CPack)

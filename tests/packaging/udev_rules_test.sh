@@ -1,7 +1,7 @@
 #!/bin/sh
-# Lets the device manager apply the rules to simulated USB devices, together with those that this
-# computer has.
-#   udev_rules_test.sh RULES
+# Lets the device manager apply the rules in a folder to simulated USB devices, together with those that
+# this computer has.
+#   udev_rules_test.sh FOLDER
 set -eu
 
 if [ "${2:-}" != in-namespace ]; then
@@ -13,10 +13,9 @@ if [ "${2:-}" != in-namespace ]; then
     exit 77
 fi
 
-rules=$(readlink -f "$1")
 mount -t tmpfs tmpfs /run
 mkdir -p /run/udev/rules.d
-cp "$rules" /run/udev/rules.d/
+cp "$1"/*.rules /run/udev/rules.d/
 # As systemd has it, which is not everywhere: acts on the tags that are set by then.
 echo 'TAG=="uaccess", ENV{MAJOR}!="", RUN{builtin}+="uaccess"' >/run/udev/rules.d/73-seat-late.rules
 
@@ -38,7 +37,7 @@ DEVICE
     awk '
         / GROUP [0-9]+$/ { group = $NF; next }
         / MODE [0-9]+$/ { mode = $NF; next }
-        /60-rigtool.rules:[0-9]/ { complaints = complaints ", " $0 }  # of a line it cannot read
+        /60-rigtool[-a-z]*\.rules:[0-9]/ { complaints = complaints ", " $0 }  # of a line it cannot read
         /^ID_MM_DEVICE_IGNORE=1$/ { ignored = " no-modem-manager" }
         /^run: .*uaccess/ { granted = " whoever-is-at-the-seat" }
         END { print group, mode ignored granted complaints }' /run/log
