@@ -15,7 +15,8 @@ class QUILL_API ProgramDescription
   public:
     /// @param summary   one sentence
     /// @param examples  complete command lines
-    ProgramDescription(std::string summary, std::vector<std::string> examples);
+    /// @param more      where else the reader finds something: the last line
+    ProgramDescription(std::string summary, std::vector<std::string> examples, std::string more);
 };
 
 /// An option of one program beside the common ones. Declared once, at namespace scope, by the

@@ -23,6 +23,7 @@ struct Description
 {
     std::string summary;
     std::vector<std::string> examples;
+    std::string more;
 };
 
 Description& description()
@@ -150,7 +151,7 @@ std::string helpText(const CLI::App& app, const std::string& program, const Sett
         text += CLI::Formatter().make_option(option, false);
     text += "\n" + settingsHelp(settings) + "\nExamples:\n";
     for (const auto& example : description().examples) text += "  " + example + "\n";
-    return text;
+    return text + "\n" + description().more + "\n";
 }
 
 UsageMistake strayArgument(const CLI::App& app, const std::string& argument)
@@ -224,9 +225,10 @@ ProgramOption::ProgramOption(std::string name, std::string unit, int highest, st
     ProgramOptions::all().push_back(this);
 }
 
-ProgramDescription::ProgramDescription(std::string summary, std::vector<std::string> examples)
+ProgramDescription::ProgramDescription(std::string summary, std::vector<std::string> examples,
+                                       std::string more)
 {
-    description() = {std::move(summary), std::move(examples)};
+    description() = {std::move(summary), std::move(examples), std::move(more)};
 }
 
 std::variant<CommandLine, InformationText, UsageMistake> parseCommandLine(

@@ -1,18 +1,16 @@
-# bash completion for rigtool and rigsim. Options, settings and faults are those that the program
-# tells; it does so in milliseconds.
-
-# The commands of rigtool with their arguments; its own list shows them to readers.
-_rigtool_commands="
-    pantiltzoom(pan,tilt,zoom) pantilt(pan,tilt) getpantiltzoom resetptz
-    dynamixel(pan,tilt) dxldump(maxbaud,maxid) dxlsetpos(id,pos)
-    dxlgetbyte(id,addr) dxlgetword(id,addr) dxlsetbyte(id,addr,value) dxlsetword(id,addr,value)
-    motortest(x0,x1,y0,y1,duration_s) dxlprecisiontest(n)
-    laser(n) cbus(pin,state) usbsyspath kinect test(ptz_tty,motors_tty,laser_tty)"
+# bash completion for rigtool and rigsim. Commands, options, settings and faults are those that the
+# program tells; it does so in milliseconds.
 
 # What a program's --help tells.
 _rigtool_help()
 {
     "${1/#\~/$HOME}" --help 2>/dev/null
+}
+
+# The commands with their arguments.
+_rigtool_commands()
+{
+    "${1/#\~/$HOME}" --list-commands 2>/dev/null
 }
 
 _rigtool_options()
@@ -89,7 +87,7 @@ _rigtool_reply_commands()
 {
     local before=${typed%"${typed##*;}"} word name words=""
     kept+=$before typed=${typed#"$before"}
-    for word in $_rigtool_commands; do
+    for word in $(_rigtool_commands "$1"); do
         name=${word%%[(]*}
         if [[ $name == "$word" ]]; then
             words+=" $word"
@@ -107,7 +105,7 @@ _rigtool_reply_setting()
     case $name in
         "") _rigtool_reply "$(_rigtool_settings "$1")" ;;
         device) _rigtool_reply "$(_rigtool_devices)" ;;
-        commands) _rigtool_reply_commands ;;
+        commands) _rigtool_reply_commands "$1" ;;
     esac
     # In a quote, a setting that is found goes on with its values, for the same reason as above.
     if [[ -n $quote && -z $name && ${#COMPREPLY[@]} -eq 1 ]]; then

@@ -62,11 +62,19 @@ TEST(Dispatcher, BindsEveryCommandToItsOperation)
         {"", {}},
         {";;kinect;", {"captureKinectImages"}},
     };
+    std::string bound;
     for (const auto& c : cases) {
         const Outcome result = run(c.commands);
         EXPECT_EQ(result.status, 0) << c.commands;
         EXPECT_EQ(result.calls, c.calls) << c.commands;
         EXPECT_EQ(result.errors, Calls{}) << c.commands;
+        bound += std::string(";") + c.commands + ";";
+    }
+    for (const std::string& form : HardwareDriver::commandForms()) {
+        const size_t arguments = form.find('(');
+        const std::string begin =
+            arguments == std::string::npos ? form + ";" : form.substr(0, arguments + 1);
+        EXPECT_THAT(bound, testing::HasSubstr(";" + begin)) << form << " is not tested";
     }
 }
 

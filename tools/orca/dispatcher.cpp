@@ -1,7 +1,6 @@
 #include <pcrecpp.h>
 
 #include <cstdio>
-#include <cstring>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -27,9 +26,13 @@ struct Call
     std::function<void()> run;
 };
 
-/// Gives the call when the piece is this command, else nothing.
-using Command =
-    std::function<std::optional<Call>(HardwareDriver* driver, const std::string& piece)>;
+/// A row of the table of commands.
+struct Command
+{
+    std::string form;  ///< name and parameters, as a reader is told
+    /// Gives the call when the piece is this command, else nothing.
+    std::function<std::optional<Call>(HardwareDriver* driver, const std::string& piece)> recognise;
+};
 
 /// Whether a command works on the device that the setting names, or on others.
 enum class WorksOn { Device, Others };
@@ -54,16 +57,34 @@ constexpr size_t kLongestPiece = 4096;
 /// that to see that a comma is missing would take seconds.
 constexpr int kMostTries = 10000;
 
+template <typename Parameter>
+const char* capturePattern()
+{
+    return std::is_same_v<std::decay_t<Parameter>, int> ? R"(\s*([0-9-]+)\s*)" : R"(\s*([^,]*)\s*)";
+}
+
+/// Blanks may stand around an argument, and nowhere else.
+template <typename... Parameters>
+std::string patternOf(const std::string& name)
+{
+    std::string pattern = name;
+    [[maybe_unused]] const char* separator = R"(\()";
+    ((pattern.append(std::exchange(separator, ",")).append(capturePattern<Parameters>())), ...);
+    return sizeof...(Parameters) > 0 ? pattern + R"(\))" : pattern;
+}
+
 /// A row of the table. What the pattern captures, and how it is converted, follows from the
 /// parameters of the member function; a number that is no complete int is no match.
+/// @param form  "pantilt(pan,tilt)": the name, and names for the parameters of the member function
 template <typename... Parameters>
-Command command(const char* pattern, void (HardwareDriver::*member)(Parameters...),
+Command command(const std::string& form, void (HardwareDriver::*member)(Parameters...),
                 WorksOn worksOn = WorksOn::Device)
 {
+    const std::string name = form.substr(0, form.find('('));
     const auto expression = std::make_shared<const pcrecpp::RE>(
-        pattern, pcrecpp::RE_Options().set_match_limit(kMostTries));
-    const std::string name(pattern, std::strcspn(pattern, "\\"));
-    return [=](HardwareDriver* driver, const std::string& piece) -> std::optional<Call> {
+        patternOf<Parameters...>(name), pcrecpp::RE_Options().set_match_limit(kMostTries));
+    const auto recognise = [=](HardwareDriver* driver,
+                               const std::string& piece) -> std::optional<Call> {
         std::tuple<std::decay_t<Parameters>...> captures;
         const auto match = [&](auto&... capture) {
             return expression->FullMatch(piece, pcrecpp::Arg(&capture)...);
@@ -76,36 +97,31 @@ Command command(const char* pattern, void (HardwareDriver::*member)(Parameters..
         };
         return Call{name + std::apply(list, captures), worksOn == WorksOn::Device, run};
     };
+    return {form, recognise};
 }
 
 const std::vector<Command>& commandTable()
 {
     using Driver = HardwareDriver;
     static const std::vector<Command> table = {
-        command(R"(pantiltzoom\(\s*([0-9-]+)\s*,\s*([0-9-]+)\s*,\s*([0-9-]+)\s*\))",
-                &Driver::setPanTiltZoom),
+        command("pantiltzoom(pan,tilt,zoom)", &Driver::setPanTiltZoom),
         command("getpantiltzoom", &Driver::getPanTiltZoom),
         command("resetptz", &Driver::resetPanTilt),
-        command(R"(pantilt\(\s*([0-9-]+)\s*,\s*([0-9-]+)\s*\))", &Driver::setPanTilt),
-        command(R"(dynamixel\(\s*([0-9-]+)\s*,\s*([0-9-]+)\s*\))", &Driver::setDynamixelPanTilt),
-        command(R"(cbus\(\s*([0-9-]+)\s*,\s*([0-9-]+)\s*\))", &Driver::setCBus),
+        command("pantilt(pan,tilt)", &Driver::setPanTilt),
+        command("dynamixel(pan,tilt)", &Driver::setDynamixelPanTilt),
+        command("cbus(pin,state)", &Driver::setCBus),
         command("usbsyspath", &Driver::usbSysPath),
-        command(R"(dxldump\(\s*([0-9-]+)\s*,\s*([0-9-]+)\s*\))", &Driver::dxlDump),
-        command(R"(dxlsetpos\(\s*([0-9-]+)\s*,\s*([0-9-]+)\s*\))", &Driver::dxlSetPos),
-        command(R"(dxlsetbyte\(\s*([0-9-]+)\s*,\s*([0-9-]+)\s*,\s*([0-9-]+)\s*\))",
-                &Driver::dxlSetByte),
-        command(R"(dxlsetword\(\s*([0-9-]+)\s*,\s*([0-9-]+)\s*,\s*([0-9-]+)\s*\))",
-                &Driver::dxlSetWord),
-        command(R"(dxlgetbyte\(\s*([0-9-]+)\s*,\s*([0-9-]+)\s*\))", &Driver::dxlGetByte),
-        command(R"(dxlgetword\(\s*([0-9-]+)\s*,\s*([0-9-]+)\s*\))", &Driver::dxlGetWord),
-        command(R"(dxlprecisiontest\(\s*([0-9-]+)\s*\))", &Driver::dynamixelPrecisionTest),
-        command(R"(laser\(\s*([0-9-]+)\s*\))", &Driver::laserOn),
+        command("dxldump(maxbaud,maxid)", &Driver::dxlDump),
+        command("dxlsetpos(id,pos)", &Driver::dxlSetPos),
+        command("dxlsetbyte(id,addr,value)", &Driver::dxlSetByte),
+        command("dxlsetword(id,addr,value)", &Driver::dxlSetWord),
+        command("dxlgetbyte(id,addr)", &Driver::dxlGetByte),
+        command("dxlgetword(id,addr)", &Driver::dxlGetWord),
+        command("dxlprecisiontest(n)", &Driver::dynamixelPrecisionTest),
+        command("laser(n)", &Driver::laserOn),
         command("kinect", &Driver::captureKinectImages, WorksOn::Others),
-        command(R"(test\(\s*([^,]*)\s*,\s*([^,]*)\s*,\s*([^,]*)\s*\))", &Driver::testSystem,
-                WorksOn::Others),
-        command(R"(motortest\(\s*([0-9-]+)\s*,\s*([0-9-]+)\s*,\s*([0-9-]+)\s*,\s*([0-9-]+)\s*,)"
-                R"(\s*([0-9-]+)\s*\))",
-                &Driver::testMotors),
+        command("test(ptz_tty,motors_tty,laser_tty)", &Driver::testSystem, WorksOn::Others),
+        command("motortest(x0,x1,y0,y1,duration_s)", &Driver::testMotors),
     };
     return table;
 }
@@ -114,7 +130,7 @@ std::optional<Call> recognise(HardwareDriver* driver, const std::string& piece)
 {
     if (piece.size() > kLongestPiece) return std::nullopt;
     for (const Command& row : commandTable())
-        if (auto call = row(driver, piece)) return call;
+        if (auto call = row.recognise(driver, piece)) return call;
     return std::nullopt;
 }
 
@@ -140,6 +156,13 @@ std::optional<std::vector<Call>> recogniseAll(HardwareDriver* driver, const std:
 }
 
 }  // namespace
+
+std::vector<std::string> HardwareDriver::commandForms()
+{
+    std::vector<std::string> forms;
+    for (const Command& row : commandTable()) forms.push_back(row.form);
+    return forms;
+}
 
 int HardwareDriver::executeCommands(const std::string& commands)
 {

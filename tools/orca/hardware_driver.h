@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace quill
 {
@@ -22,6 +23,9 @@ class HardwareDriver
     ~HardwareDriver();
     HardwareDriver(const HardwareDriver&) = delete;
     HardwareDriver& operator=(const HardwareDriver&) = delete;
+
+    /// Every command with its parameters, as "pantilt(pan,tilt)".
+    static std::vector<std::string> commandForms();
 
     /// Recognises every command of a list separated by ";", then runs them in order.
     /// @return 0, or 1 when one of them is unknown: nothing has run then

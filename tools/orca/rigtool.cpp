@@ -45,7 +45,8 @@ const quill::ProgramDescription s_description(
     "Service and test tool for the hardware of a pan-tilt-zoom camera rig.",
     {"rigtool -t 'commands=pantiltzoom(100,-20,3);getpantiltzoom'",
      "rigtool -t device=/dev/ttyUSB1 -t 'commands=dxlgetword(1,36)'",
-     "rigtool -v -t 'commands=resetptz;getpantiltzoom'"});
+     "rigtool -v -t 'commands=resetptz;getpantiltzoom'"},
+    "rigtool --list-commands lists all commands, man rigtool tells what each does.");
 
 const quill::ProgramOption s_dryRun(
     "--dry-run", "Print what the commands would do, open nothing and move nothing");
@@ -53,6 +54,8 @@ const quill::ProgramOption s_lineDelay(
     "--line-delay", "MS", kLongestLineDelayMs,
     "What a round trip to the devices takes longer than on a local line, in ms:\n"
     "added to every time-out, for a rig on another computer (default 0)");
+const quill::ProgramOption s_listCommands("--list-commands",
+                                          "List all commands with their arguments and exit");
 const quill::ProgramOption s_listDevices("--list-devices",
                                          "List the serial devices of this computer and exit");
 
@@ -89,8 +92,15 @@ void commandHelp()
     std::fputs(text, stderr);
 }
 
+int listCommands()
+{
+    for (const std::string& form : HardwareDriver::commandForms()) std::puts(form.c_str());
+    return 0;
+}
+
 int run()
 {
+    if (s_listCommands.isGiven()) return listCommands();
     if (s_listDevices.isGiven()) return listDevices();
     if (p_commands().empty()) {
         commandHelp();
