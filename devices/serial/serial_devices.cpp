@@ -4,8 +4,8 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 
+#include "devices/usb/sysfs.h"
 #include "line_holder.h"
 
 namespace quill
@@ -21,9 +21,7 @@ bool isSerialDevice(const fs::path& tty)
 {
     std::error_code none;
     if (!fs::exists(tty / "device", none)) return false;
-    int type = -1;
-    std::ifstream(tty / "type") >> type;
-    return type != 0;
+    return sysfs::readNumber(tty / "type") != 0;
 }
 
 std::string stablePathOf(const fs::path& node, const fs::path& links)

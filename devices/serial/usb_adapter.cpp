@@ -2,12 +2,14 @@
 
 #include <linux/serial.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
 
 #include <algorithm>
 #include <cstdint>
-#include <fstream>
+#include <filesystem>
+#include <utility>
+
+#include "devices/usb/sysfs.h"
+#include "devices/usb/usb_device.h"
 
 namespace quill
 {
@@ -16,22 +18,6 @@ namespace
 
 /// Without a latency timer: some milliseconds of an adapter's own buffering and of USB.
 constexpr Duration kUntoldLatency = milliseconds(4);
-
-std::string readLine(const std::string& path)
-{
-    std::ifstream file(path);
-    std::string line;
-    std::getline(file, line);
-    return line;
-}
-
-bool isDrivenBy(const std::string& folder, const std::string& driver)
-{
-    std::ifstream file(folder + "uevent");
-    for (std::string line; std::getline(file, line);)
-        if (line == "DRIVER=" + driver) return true;
-    return false;
-}
 
 /// @return whether the driver knows the setting, had it otherwise and took it
 bool changeLowLatency(int fd, bool low)
@@ -46,31 +32,28 @@ bool changeLowLatency(int fd, bool low)
 
 }  // namespace
 
-UsbAdapter::UsbAdapter(const std::string& ttyPath, const std::string& sysfs)
-{
-    struct stat node = {};
-    if (::stat(ttyPath.c_str(), &node) != 0) return;  // opening it tells why
-    // The entry is a link to DEVICE/tty/NAME.
-    m_folder = sysfs + "/dev/char/" + std::to_string(major(node.st_rdev)) + ":" +
-               std::to_string(minor(node.st_rdev)) + "/../../";
-}
+UsbAdapter::UsbAdapter(std::string ttyPath, std::string sysfs)
+    : m_tty(std::move(ttyPath)), m_sysfs(std::move(sysfs))
+{}
 
 int UsbAdapter::bitRate(int reported) const
 {
-    if (!isDrivenBy(m_folder, "ftdi_sio")) return reported;
-    // Device DEVICE of interface of USB device. From release 7.00 on the chips have a 120 MHz clock
-    // whose steps are finer than anything asked for here, except the FT-X (10.00).
-    const std::string release = readLine(m_folder + "../../bcdDevice");
-    const bool hasFineSteps = release >= "0700" && release != "1000";
+    const auto usb = findUsbDevice(m_tty, m_sysfs);
+    if (!usb || usb->ttyDriver != "ftdi_sio") return reported;
+    // From release 7.00 on the chips have a 120 MHz clock whose steps are finer than anything asked
+    // for here, except the FT-X (10.00).
+    const bool hasFineSteps = usb->release >= 0x0700 && usb->release != 0x1000;
     return hasFineSteps ? reported : ftdiBitRate(reported);
 }
 
 Duration UsbAdapter::latency() const
 {
-    std::ifstream timer(m_folder + "latency_timer");
-    int latencyMs = 0;
-    if (timer >> latencyMs) return milliseconds(latencyMs);
-    const bool isDevice = std::ifstream(m_folder + "uevent").is_open();
+    const std::filesystem::path device = sysfs::deviceOfTty(m_tty, m_sysfs);
+    if (device.empty()) return {};
+    if (const auto latencyMs = sysfs::readNumber(device / "latency_timer"))
+        return milliseconds(*latencyMs);
+    std::error_code none;
+    const bool isDevice = std::filesystem::exists(device / "uevent", none);
     return isDevice ? kUntoldLatency : Duration();
 }
 

@@ -15,7 +15,7 @@ class UsbAdapter
   public:
     /// @param ttyPath  device node or a link to it
     /// @param sysfs    where the system describes its devices
-    explicit UsbAdapter(const std::string& ttyPath, const std::string& sysfs = "/sys");
+    explicit UsbAdapter(std::string ttyPath, std::string sysfs = "/sys");
 
     /// The bit rate on the wire in bit/s where the tty reports `reported`: an FTDI driver reports
     /// what was asked for, not what the chip's divisor makes of it.
@@ -26,7 +26,8 @@ class UsbAdapter
     Duration latency() const;
 
   private:
-    std::string m_folder;  ///< of the tty's device, with a slash at the end
+    std::string m_tty;
+    std::string m_sysfs;
 };
 
 /// The nearest bit rate in bit/s that an FT232R has (chip maker's application note on baud rates):

@@ -30,11 +30,11 @@ struct UsbDevice
 UsbDevice describeUsbDevice(const std::string& sysPath);
 
 /// The USB device that a device node belongs to, hubs between or not. Nothing is opened.
-/// @param node   device node or a link to it: /dev/ttyUSB0, /dev/serial/by-id/..., /dev/video0,
-///               /dev/bus/usb/001/004
-/// @param sysfs  where the system describes its devices
+/// @param node  device node or a link to it: /dev/ttyUSB0, /dev/serial/by-id/..., /dev/video0,
+///              /dev/bus/usb/001/004
+/// @param root  where the system describes its devices
 /// @return empty for everything that is no device node, or none behind USB
-std::optional<UsbDevice> findUsbDevice(const std::string& node, const std::string& sysfs = "/sys");
+std::optional<UsbDevice> findUsbDevice(const std::string& node, const std::string& root = "/sys");
 
 /// Gives the system path of the USB device that a device node belongs to; empty where
 /// findUsbDevice() finds none.

@@ -43,6 +43,8 @@ TEST(UsbAdapter, KnowsDriverChipAndLatencyTimer)
     ASSERT_EQ(::stat(line.path().c_str(), &node), 0);
     fs::create_directories(device / "tty/ttyUSB0");
     fs::create_directories(root / "dev/char");
+    fs::create_directory_symlink("/sys/class/tty", device / "tty/ttyUSB0/subsystem");
+    std::ofstream(device / "../../uevent") << "DEVTYPE=usb_device\n";
     fs::create_directory_symlink(
         device / "tty/ttyUSB0",
         root / "dev/char" /
@@ -54,7 +56,7 @@ TEST(UsbAdapter, KnowsDriverChipAndLatencyTimer)
         {"cdc_acm", "0100", "", 2250000, 4},
     };
     for (const auto& [driver, release, timer, bitRate, latencyMs] : cases) {
-        std::ofstream(device / "uevent") << "DEVTYPE=x\nDRIVER=" << driver << "\n";
+        std::ofstream(device / "uevent") << "DRIVER=" << driver << "\n";
         std::ofstream(device / "../../bcdDevice") << release << "\n";
         std::ofstream(device / "latency_timer") << timer << "\n";
         const UsbAdapter adapter(line.path(), root);
