@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -31,18 +32,24 @@ void waitFor(int descriptor, short events, Time end)
     (void)::ppoll(&waiting, 1, &timeout, nullptr);
 }
 
+bool isSocket(int descriptor)
+{
+    struct stat file = {};
+    return ::fstat(descriptor, &file) == 0 && S_ISSOCK(file.st_mode);
+}
+
 /// What was inherited and is another's: the other lines, the log, whose reader waits for its end.
+/// Sockets stay, but for the first three: a simulated line's ioctls are carried over one, and its
+/// library ends a process in which it is closed.
 void closeAllBut(int a, int b, int c)
 {
-    int kept[] = {a, b, c};
-    std::sort(std::begin(kept), std::end(kept));
-    unsigned from = 0;
-    for (const int descriptor : kept) {
-        const auto next = static_cast<unsigned>(descriptor);
-        if (next > from) (void)::close_range(from, next - 1, 0);
-        from = next + 1;
+    constexpr int kLooked = 1024;
+    for (int descriptor = 0; descriptor < kLooked; ++descriptor) {
+        const bool isKept = descriptor == a || descriptor == b || descriptor == c;
+        if (!isKept && (descriptor < 3 || !isSocket(descriptor))) ::close(descriptor);
     }
-    (void)::close_range(from, ~0U, 0);
+    const int highest = std::max({a, b, c, kLooked - 1});
+    (void)::close_range(static_cast<unsigned>(highest) + 1, ~0U, 0);
 }
 
 /// Out of reach of what ends the parent: Ctrl-C, Ctrl-\ and Ctrl-Z go to the terminal's session,
