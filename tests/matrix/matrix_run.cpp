@@ -13,14 +13,14 @@ namespace
 
 namespace fs = std::filesystem;
 
-/// How much faster than real time. A program must still hear a servo in time, on a machine that
-/// runs several of these: what it waits is made longer by a tenth of a second of the rig's clock.
-constexpr int kSpeed = 10;
-constexpr const char* kLineDelay_ms = "100";
-/// The frames of a Kinect are too much to be sent faster; only the tool's patience is shorter.
-constexpr int kKinectSpeed = 40;
+/// Frames come in real time and no faster; only the tool's patience is shorter.
+constexpr const char* kKinectClock = "LD_PRELOAD=" FAST_CLOCK ":$LD_PRELOAD FAST_CLOCK_SPEED=10";
+constexpr int kKinectSpeed = 10;
+/// All others share the rig's clock: they wait for nothing.
+constexpr const char* kSharedClock = "LD_PRELOAD=" RIG_CLOCK ":$LD_PRELOAD";
 
-constexpr int kStartUp_s = 20;  // of an overloaded machine
+/// What a run may take of real time: more than any does on the busiest machine.
+constexpr const char* kLongestRun_s = "300";
 
 constexpr uint8_t kViscaEnd = 0xFF;
 constexpr size_t kServoLengthOffset = 3;
@@ -105,16 +105,14 @@ std::string contents(const fs::path& path)
 
 std::vector<std::string> toolOf(const Command& command)
 {
-    std::vector<std::string> words = {RIGTOOL, "--line-delay", kLineDelay_ms, "-t",
-                                      "commands=" + command.text};
+    std::vector<std::string> words = {RIGTOOL, "-t", "commands=" + command.text};
     if (!command.device.empty()) words.insert(words.end(), {"-t", "device=" + command.device});
     return words;
 }
 
 std::vector<std::string> rigOf(const Run& run)
 {
-    std::vector<std::string> words = {RIGSIM, "--speed",
-                                      std::to_string(run.command->isKinect() ? 1 : kSpeed)};
+    std::vector<std::string> words = {RIGSIM};
     if (!run.fault.empty()) words.insert(words.end(), {"--fault", run.fault});
     return words;
 }
@@ -144,23 +142,24 @@ std::string describe(const Run& run)
 
 Outcome runOnRig(const Run& run, const fs::path& folder)
 {
-    const int speed = run.command->isKinect() ? kKinectSpeed : kSpeed;
+    const bool isKinect = run.command->isKinect();
     const fs::path trace = folder / "trace";
     const fs::path state = folder / "state";
     const fs::path report = folder / "report";
-    std::vector<std::string> words = {"/usr/bin/timeout", "--kill-after=1",
-                                      std::to_string(run.command->bound_s / speed + kStartUp_s)};
+    std::vector<std::string> words = {"/usr/bin/timeout", "--kill-after=1", kLongestRun_s};
     const std::vector<std::string> rig = rigOf(run);
     words.insert(words.end(), rig.begin(), rig.end());
     words.insert(words.end(), {"--trace", trace, "--state", state, "--"});
-    if (run.interruptAt_ms > 0)
+    if (run.interruptAt_ms > 0 && isKinect)
         words.insert(words.end(), {"/usr/bin/timeout", "--preserve-status", "--signal=INT",
-                                   std::to_string(run.interruptAt_ms / 1000.0 / speed)});
-    words.insert(words.end(),
-                 {"/bin/sh", "-c",
-                  "FAST_CLOCK_SPEED=$0 FAST_CLOCK_REPORT=$1 LD_PRELOAD=" FAST_CLOCK ":$LD_PRELOAD; "
-                  "export FAST_CLOCK_SPEED FAST_CLOCK_REPORT LD_PRELOAD; shift; exec \"$@\"",
-                  std::to_string(speed), report});
+                                   std::to_string(run.interruptAt_ms / 1000.0 / kKinectSpeed)});
+    else if (run.interruptAt_ms > 0)
+        words.insert(words.end(),
+                     {"/usr/bin/env", "PROGRAM_INTERRUPT=" + std::to_string(run.interruptAt_ms)});
+    words.insert(words.end(), {"/bin/sh", "-c",
+                               std::string("export PROGRAM_REPORT=$0 ") +
+                                   (isKinect ? kKinectClock : kSharedClock) + "; exec \"$@\"",
+                               report});
     const std::vector<std::string> tool = toolOf(*run.command);
     words.insert(words.end(), tool.begin(), tool.end());
 

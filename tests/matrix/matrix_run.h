@@ -20,7 +20,7 @@ struct Command
     std::string failure = {};
     /// What it may order too, on a rig that does not do the first; a regular expression.
     std::string otherOrders = {};
-    /// What it may order when it is interrupted, to bring the rig to rest; likewise.
+    /// What it may order when it is interrupted or fails, to bring the rig to rest; likewise.
     std::string lastOrders = {};
 
     std::string name() const { return text.substr(0, text.find('(')); }

@@ -40,7 +40,8 @@ TEST(CameraCommand, SecondRunOnTheSameLineIsToldWhoHoldsItAndSendsNothing)
 {
     const rigsim::Rig rig({{"camera.restless"}});
     support::Process first(on(rig, "pantilt(10,0)"));
-    ASSERT_TRUE(first.waitForError("setPanTilt(10,0)"));
+    ASSERT_TRUE(
+        rig.waitForCamera([](const auto& state) { return state.panGoal == 10; }, seconds(30)));
     const Ended second = support::run(on(rig, "pantilt(-1000,0)"));
     EXPECT_THAT(second.err, HasSubstr("Device or resource busy (it is held by rigtool, process " +
                                       std::to_string(first.id()) + ")"));

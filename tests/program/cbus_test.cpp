@@ -15,7 +15,9 @@ support::Ended run(const Testbed& testbed, const std::string& commands)
 {
     std::vector<std::string> words = testbed.environment();
     words.insert(words.begin(), {"/usr/bin/env", "-i"});
-    words.insert(words.end(), {RIGTOOL, "-t", "device=/dev/ttyUSB1", "-t", "commands=" + commands});
+    words.insert(words.end(),
+                 {"/bin/sh", "-c", "LD_PRELOAD=" RIG_CLOCK ":$LD_PRELOAD exec \"$0\" \"$@\"",
+                  RIGTOOL, "-t", "device=/dev/ttyUSB1", "-t", "commands=" + commands});
     return support::run(words);
 }
 

@@ -53,9 +53,11 @@ TEST_P(Document, ShowsWhatTheProgramsPrint)
     const auto examples = examplesOf(GetParam());
     ASSERT_FALSE(examples.empty());
     for (const Example& example : examples) {
+        // Programs that run beside each other meet in real time.
+        const bool isAlone = example.command.find(" & ") == std::string::npos;
+        const std::string path = isAlone ? PATIENT_RIGTOOL ":" PROGRAMS : PROGRAMS;
         const auto ended = support::run(
-            {"/bin/sh", "-c",
-             "PATH=" PATIENT_RIGTOOL ":" PROGRAMS ":$PATH; exec 2>&1; " + example.command});
+            {"/bin/sh", "-c", "PATH=" + path + ":$PATH; exec 2>&1; " + example.command});
         EXPECT_EQ(comparable(ended.out), comparable(example.output)) << example.command;
     }
 }

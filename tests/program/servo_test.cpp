@@ -1,9 +1,8 @@
 #include <gmock/gmock.h>
 
-#include <csignal>
-
 #include "common/time.h"
 #include "support/process.h"
+#include "support/shared_clock.h"
 #include "tools/rigsim/rig.h"
 
 // The servo commands of the built program on the simulated bus.
@@ -22,7 +21,7 @@ std::vector<std::string> on(const rigsim::Rig& rig, const std::string& commands)
 TEST(ServoCommand, ScanListsEveryServoOnceAtItsOwnRate)
 {
     const rigsim::Rig rig;
-    const Ended ended = support::run(on(rig, "dxldump(34,7)"));
+    const Ended ended = support::run(support::onClockOf(rig, on(rig, "dxldump(34,7)")));
     EXPECT_THAT(
         ended.err,
         testing::MatchesRegex(
@@ -35,11 +34,9 @@ TEST(ServoCommand, ScanListsEveryServoOnceAtItsOwnRate)
 TEST(ServoCommand, InterruptedMotorTestHoldsBothServosWhereTheyAre)
 {
     const rigsim::Rig rig;
-    support::Process tool(on(rig, "motortest(100,4000,100,4000,60)"));
-    ASSERT_TRUE(rig.waitForServo(
-        2, [](const auto& servo) { return servo.isMoving && servo.moves == 1; }, seconds(30)));
-    tool.signal(SIGINT);
-    EXPECT_EQ(tool.wait().status, 130);
+    const int inTheFirstSwing_ms = 500;
+    const auto tool = on(rig, "motortest(100,4000,100,4000,60)");
+    EXPECT_EQ(support::run(support::onClockOf(rig, tool, inTheFirstSwing_ms)).status, 130);
     rig.settle();
     for (const int id : {1, 2}) {
         EXPECT_TRUE(rig.waitForServo(

@@ -2,6 +2,7 @@
 
 #include "common/time.h"
 #include "support/process.h"
+#include "support/shared_clock.h"
 #include "tools/rigsim/rig.h"
 
 // The command test of the built program on the simulated rig.
@@ -35,10 +36,10 @@ TEST(WholeRigTest, PassesOnAHealthyRigAndLeavesItAsItWas)
     const rigsim::Rig rig;
     for (const int run : {1, 2}) {
         const quill::Time start = quill::Time::now();
-        const support::Ended ended =
-            support::run({RIGTOOL, "-t",
-                          "commands=test(" + rig.cameraPath() + "," + rig.servosPath() + "," +
-                              rig.laserPath() + ")"});
+        const support::Ended ended = support::run(
+            support::onClockOf(rig, {RIGTOOL, "-t",
+                                     "commands=test(" + rig.cameraPath() + "," + rig.servosPath() +
+                                         "," + rig.laserPath() + ")"}));
         EXPECT_LT(quill::Time::now() - start, seconds(30));
         EXPECT_EQ(ended.status, 0);
         EXPECT_EQ(ended.out, "");

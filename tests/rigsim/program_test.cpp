@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <filesystem>
 
 #include "support/process.h"
@@ -16,12 +15,7 @@ namespace fs = std::filesystem;
 class RigsimProgram : public testing::Test
 {
   protected:
-    RigsimProgram()
-    {
-        fs::create_directory(m_folder);
-        // A suite in the background of a script begins with these ignored, and commands inherit it.
-        for (const int signal : {SIGINT, SIGQUIT, SIGHUP}) std::signal(signal, SIG_DFL);
-    }
+    RigsimProgram() { fs::create_directory(m_folder); }
     ~RigsimProgram() override { fs::remove_all(m_folder); }
 
     /// @return with both stdout and stderr in `out`

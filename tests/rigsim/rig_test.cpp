@@ -24,6 +24,7 @@ TEST(PtyLine, CarriesEveryByteBothWaysAndAnyBitRate)
     Bytes bytes(256);
     for (size_t i = 0; i < 256; ++i) bytes[i] = static_cast<uint8_t>(i);
     for (const unsigned bitRate : {57143U, 2000000U}) {
+        line.heedClosings();
         const SerialClient client(line.path(), bitRate);
         EXPECT_EQ(line.bitRate(), bitRate);
         ASSERT_EQ(write(client.descriptor(), bytes.data(), 256), 256);

@@ -25,6 +25,17 @@ void require(bool done, const std::string& step)
     std::exit(1);
 }
 
+// One that was locked is free again when the rig has had its turn.
+int openLine(const std::string& path)
+{
+    const auto end = quill::Time::now() + quill::seconds(5);
+    for (;;) {
+        const int line = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+        if (line >= 0 || errno != EBUSY || quill::Time::now() > end) return line;
+        poll(nullptr, 0, 1);
+    }
+}
+
 bool isWhole(const std::vector<uint8_t>& packet)
 {
     if (packet.front() != 0xFF) return packet.back() == 0xFF;
@@ -33,8 +44,7 @@ bool isWhole(const std::vector<uint8_t>& packet)
 
 }  // namespace
 
-SerialClient::SerialClient(const std::string& path, unsigned bitRate)
-    : m_descriptor(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC))
+SerialClient::SerialClient(const std::string& path, unsigned bitRate) : m_descriptor(openLine(path))
 {
     require(m_descriptor >= 0, path);
     termios2 settings{};

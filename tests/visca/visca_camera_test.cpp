@@ -90,7 +90,7 @@ TEST(ViscaCameraOnTheRig, RefusalsAreGivenInWords)
         ASSERT_NE(camera, nullptr);
         const size_t before = rig.cameraPackets().size();
         support::LogCapture log;
-        EXPECT_EQ(camera->setPanTiltPosition(20, 20, c.pan, 0, milliseconds(350)), c.result);
+        EXPECT_EQ(camera->setPanTiltPosition(20, 20, c.pan, 0, seconds(2)), c.result);
         EXPECT_THAT(log.records(), ElementsAre(HasSubstr(c.words)));
         rig.settle();
         const size_t sent = rig.cameraPackets().size() - before;

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <limits>
 #include <stdexcept>
 #include <system_error>
 
@@ -25,6 +26,7 @@ namespace
 constexpr Duration kSettleTimeout = quill::seconds(1);
 constexpr int kFirstUsbNumber = 4;
 constexpr Duration kLongestWait = quill::seconds(3600);
+const Time kNever(std::numeric_limits<uint64_t>::max());
 
 // Hardware answers on time however busy the computer is. Best effort, both: timers are late by 50
 // us (ten bytes at 2 Mbit/s) unless a thread asks for less, and only root may ask for its turn
@@ -51,7 +53,8 @@ Bytes toBytes(const UsbSetup& setup)
 Rig::Rig(const RigOptions& options)
     : m_faults(options.faults),
       m_clock(options.speed),
-      m_kinect(options.faults, m_clock),
+      m_kinectClock(options.speed),
+      m_kinect(options.faults, m_kinectClock),
       m_trace(options.traceFile),
       m_camera(addDevice("camera", "ttyUSB0", std::make_unique<CameraModel>(options.faults))),
       m_servos(addDevice("servos", "ttyUSB1",
@@ -293,10 +296,42 @@ void Rig::run()
 bool Rig::runDevices()
 {
     const std::lock_guard lock(m_mutex);
-    for (const auto& device : m_devices)
-        if (device->pty.isPlugged()) runDevice(device.get());
+    // First: what a program has written before it waits is there then.
+    m_clockServer.takeRequests(m_clock.now());
+    m_clock.hold(m_clockServer.hasPrograms());
+    runEveryDevice();
+    shareClock();
     m_changed.notify_all();
     return !m_isEnding;
+}
+
+void Rig::runEveryDevice()
+{
+    for (const auto& device : m_devices)
+        if (device->pty.isPlugged()) runDevice(device.get());
+}
+
+// Programs that share the clock wait and nothing is left to do now: it goes on to what comes next.
+void Rig::shareClock()
+{
+    const auto end = m_clockServer.earliestEnd();
+    if (!end) return;
+    const auto next = nextEvent();
+    if (!next && *end == kNever) return;
+    m_clock.advance(next ? std::min(*next, *end) : *end);
+    runEveryDevice();
+    m_clockServer.answer(m_clock.now());
+}
+
+// Of all devices.
+std::optional<Time> Rig::nextEvent() const
+{
+    std::optional<Time> first;
+    for (const auto& device : m_devices) {
+        const auto next = device->pty.isPlugged() ? device->model->nextEvent() : std::nullopt;
+        if (next && (!first || *next < *first)) first = next;
+    }
+    return first;
 }
 
 void Rig::runDevice(Device* device)
@@ -337,9 +372,12 @@ void Rig::waitForWork()
         if (!device->pty.isPlugged()) continue;
         for (const int descriptor : {device->pty.descriptor(), device->pty.closingsDescriptor()})
             polled.push_back({descriptor, POLLIN, 0});
-        const auto next = device->model->nextEvent();
-        if (next) wait = std::min(wait, m_clock.realTimeUntil(*next));
     }
+    m_clockServer.addDescriptors(&polled);
+    if (m_clockServer.hasPrograms())
+        wait = ClockServer::kLongestWork;
+    else if (const auto next = nextEvent())
+        wait = std::min(wait, m_clock.realTimeUntil(*next));
     const timespec timeout = quill::toTimespec(wait);
     if (ppoll(polled.data(), polled.size(), &timeout, nullptr) < 0 && errno != EINTR)
         throw std::system_error(errno, std::generic_category(), "poll the lines");

@@ -5,11 +5,13 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "tools/rigsim/camera_model.h"
+#include "tools/rigsim/clock_server.h"
 #include "tools/rigsim/faults.h"
 #include "tools/rigsim/ft232r_model.h"
 #include "tools/rigsim/kinect_server.h"
@@ -73,6 +75,9 @@ class Rig
     /// what it asks of the system. Both give ENODEV once the cable is pulled.
     UsbReply transfer(const std::string& device, const UsbSetup& setup);
     int act(const std::string& device, UsbAction action);
+
+    /// The socket at which a program shares the clock of the serial lines' devices.
+    std::string clockPath() const { return m_clockServer.path(); }
 
     KinectState kinectState() const { return m_kinect.state(); }
 
@@ -148,6 +153,9 @@ class Rig
     Device& deviceOf(const std::string& name) const;
     void run();
     bool runDevices();
+    void runEveryDevice();
+    void shareClock();
+    std::optional<Time> nextEvent() const;
     void runDevice(Device* device);
     void receive(Device* device, const Bytes& bytes, Time now);
     void send(Device* device, const Output& output);
@@ -156,6 +164,8 @@ class Rig
 
     Faults m_faults;
     SimClock m_clock;
+    SimClock m_kinectClock;  // frames come in real time
+    ClockServer m_clockServer;
     KinectServer m_kinect;
     Trace m_trace;
     std::vector<std::unique_ptr<Device>> m_devices;

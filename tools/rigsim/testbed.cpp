@@ -176,12 +176,13 @@ std::vector<std::string> Testbed::environment() const
         const std::string text = *entry;
         if (text.rfind("LD_PRELOAD=", 0) == 0)
             preload += ":" + text.substr(text.find('=') + 1);
-        else if (text.rfind("UMOCKDEV_DIR=", 0) != 0 && text.rfind("RIGSIM_KINECT=", 0) != 0)
+        else if (text.rfind("UMOCKDEV_DIR=", 0) != 0 && text.rfind("RIGSIM_", 0) != 0)
             result.push_back(text);
     }
     result.push_back(preload);
     result.push_back("UMOCKDEV_DIR=" + m_impl->root.string());
     result.push_back("RIGSIM_KINECT=" + m_impl->kinectSocket);
+    result.push_back("RIGSIM_CLOCK=" + m_impl->rig.clockPath());
     return result;
 }
 
