@@ -8,6 +8,7 @@
 #include <dlfcn.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -51,11 +52,16 @@ int pollNow(pollfd* descriptors, nfds_t count, const timespec* timeout, const si
     return real(descriptors, count, timeout, mask);
 }
 
+// The system call itself: a sanitizer's allocator asks for the time while nothing may be looked up.
+int systemTime(clockid_t clock, timespec* time)
+{
+    return static_cast<int>(::syscall(SYS_clock_gettime, clock, time));
+}
+
 uint64_t systemNow()
 {
-    static const auto real = next<int(clockid_t, timespec*)>("clock_gettime");
     timespec time{};
-    real(CLOCK_MONOTONIC, &time);
+    systemTime(CLOCK_MONOTONIC, &time);
     return static_cast<uint64_t>(time.tv_sec) * kSecond + static_cast<uint64_t>(time.tv_nsec);
 }
 
@@ -105,10 +111,12 @@ class RigClock
     /// A child is a program of its own, which the rig knows before its parent goes on.
     pid_t forkWith(pid_t (*fork)())
     {
-        const int ofChild = isThere() ? connectAnew() : -1;
+        const int ofChild = connectAnew();
         const pid_t child = fork();
-        if (child != 0 && ofChild >= 0) ::close(ofChild);
-        if (child != 0 || !isThere()) return child;
+        if (child != 0) {
+            ::close(ofChild);
+            return child;
+        }
         ::close(m_socket);
         m_socket = ofChild;
         m_interruptAt = kNever;
@@ -179,10 +187,13 @@ class RigClock
     uint64_t m_interruptAt = kNever;
 };
 
-RigClock& rigClock()
+/// Null until the clock is made, while this library is loaded: its making may ask for the time.
+RigClock* s_rigClock = nullptr;
+
+__attribute__((constructor)) void makeRigClock()
 {
     static RigClock theClock;
-    return theClock;
+    if (theClock.isThere()) s_rigClock = &theClock;
 }
 
 const support::ProgramReport s_report;
@@ -191,9 +202,8 @@ const support::ProgramReport s_report;
 
 PREFERRED int clock_gettime(clockid_t clock, timespec* time)
 {
-    static const auto real = next<int(clockid_t, timespec*)>("clock_gettime");
-    if (clock != CLOCK_MONOTONIC || !rigClock().isThere()) return real(clock, time);
-    const uint64_t now = rigClock().now();
+    if (clock != CLOCK_MONOTONIC || s_rigClock == nullptr) return systemTime(clock, time);
+    const uint64_t now = s_rigClock->now();
     *time = {static_cast<time_t>(now / kSecond), static_cast<long>(now % kSecond)};
     return 0;
 }
@@ -202,8 +212,8 @@ PREFERRED int ppoll(pollfd* descriptors, nfds_t count, const timespec* timeout,
                     const sigset_t* mask)
 {
     const bool isMainThread = ::gettid() == ::getpid();
-    if (!isMainThread || !rigClock().isThere()) return pollNow(descriptors, count, timeout, mask);
-    return rigClock().wait(descriptors, count, timeout, mask);
+    if (!isMainThread || s_rigClock == nullptr) return pollNow(descriptors, count, timeout, mask);
+    return s_rigClock->wait(descriptors, count, timeout, mask);
 }
 
 PREFERRED int poll(pollfd* descriptors, nfds_t count, int timeout_ms)
@@ -214,5 +224,6 @@ PREFERRED int poll(pollfd* descriptors, nfds_t count, int timeout_ms)
 
 PREFERRED pid_t fork()
 {
-    return rigClock().forkWith(next<pid_t()>("fork"));
+    const auto real = next<pid_t()>("fork");
+    return s_rigClock == nullptr ? real() : s_rigClock->forkWith(real);
 }
