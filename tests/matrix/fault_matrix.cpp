@@ -234,10 +234,13 @@ class Matrix
             if (isOfPart(command)) m_runs.push_back({&command, "", 0});
         const size_t healthy = m_runs.size();
         runFrom(0);
-        addFaultyRuns();
-        runFrom(healthy);
+        if (m_bad == 0) {  // else there is nothing to compare with
+            addFaultyRuns();
+            runFrom(healthy);
+        }
         std::fputs(table().c_str(), stdout);
-        std::printf("%zu runs, %d of them with what must not be\n", m_runs.size(), m_bad);
+        std::printf("%zu of %zu runs, %d with what must not be\n", m_done, m_runs.size(),
+                    m_bad.load());
         return m_bad == 0;
     }
 
@@ -282,7 +285,7 @@ class Matrix
         std::atomic<size_t> nextOther = first;
         std::atomic<size_t> nextKinect = first;
         const auto work = [this](std::atomic<size_t>* next, bool isKinect) {
-            for (size_t i = (*next)++; i < m_runs.size(); i = (*next)++)
+            for (size_t i = (*next)++; i < m_runs.size() && m_bad < kEnough; i = (*next)++)
                 if (m_runs[i].command->isKinect() == isKinect) runOne(i);
         };
         std::vector<std::thread> workers;
@@ -372,6 +375,9 @@ class Matrix
         return text + "\n";
     }
 
+    /// Bad runs, after which no more are made: each may take the longest time there is.
+    static constexpr int kEnough = 5;
+
     Options m_options;
     fs::path m_folder;
     std::vector<Run> m_runs;
@@ -381,7 +387,7 @@ class Matrix
     const std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
     size_t m_done = 0;
     int m_drawn = 0;
-    int m_bad = 0;
+    std::atomic<int> m_bad = 0;
 };
 
 }  // namespace

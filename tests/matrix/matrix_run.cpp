@@ -20,7 +20,7 @@ constexpr int kKinectSpeed = 10;
 constexpr const char* kSharedClock = "LD_PRELOAD=" RIG_CLOCK ":$LD_PRELOAD";
 
 /// What a run may take of real time: more than any does on the busiest machine.
-constexpr const char* kLongestRun_s = "300";
+constexpr const char* kLongestRun_s = "100";
 
 constexpr uint8_t kViscaEnd = 0xFF;
 constexpr size_t kServoLengthOffset = 3;
