@@ -1,8 +1,6 @@
 #include "dxl_bus.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <iterator>
 
 #include "common/interrupt.h"
 #include "common/logging.h"
@@ -33,9 +31,6 @@ constexpr Duration kRestOfAnswer = milliseconds(20);
 /// What comes later than this after a request was given up is not expected any more.
 constexpr Duration kLongestLateness = milliseconds(100);
 
-/// A servo on a bad line fails and answers by turns, many times a second.
-constexpr Duration kTellAgain = seconds(10);
-
 /// A byte or two are noise of the line, for example from switching its direction; more without a
 /// valid packet are a damaged answer.
 constexpr size_t kMostNoiseBytes = 2;
@@ -44,9 +39,9 @@ constexpr size_t kMostNoiseBytes = 2;
 constexpr uint8_t kRefusalBits =
     kAngleLimitError | kRangeError | kChecksumError | kInstructionError;
 
-bool isTimeout(const std::optional<Error>& error)
+bool isSilence(const std::optional<Error>& error)
 {
-    return error && error->number == ETIMEDOUT;
+    return error && error->kind == ErrorKind::Silence;
 }
 
 std::string addressOf(int id, int address)
@@ -72,155 +67,167 @@ std::optional<Error> DxlBus::open(const std::string& device, int baudNumber)
 int DxlBus::read(int id, int address, Width width)
 {
     const std::string what = "read " + addressOf(id, address);
-    const auto request = readRequest(id, address, width);
-    if (!request) {
+    const auto packet = readRequest(id, address, width);
+    if (!packet) {
         QUILL_LOG(kWarning, kCategory)
             << m_line.path() << ": " << what << ": not sent, out of range (ID 0.." << kLastServoId
             << ", address 0.." << kLastAddress + 1 - width << ")";
         return -1;
     }
+    const Request request = {*packet, static_cast<size_t>(width), what};
     const auto held = hold();
     StatusPacket answer;
-    auto error = ask(*request, static_cast<size_t>(width), &answer);
+    auto error = ask(request, &answer);
     if (!error && answer.parameters.empty())
-        error = Error{"", "", 0, "the servo refuses: " + errorText(answer.error), ""};
+        error = failure(request, ErrorKind::Refused,
+                        "the servo refuses: " + errorText(answer.error), "");
     if (error) {
-        reportFailure(id, what, *error);
+        fail(id, *error);
         return -1;
     }
-    if (answer.error != m_errorBits[id]) reportErrorBits(what, answer);
-    m_errorBits[id] = answer.error;
-    forgetOldFailures(id);
+    m_log.tellAlarms(id, m_line.path() + ": " + what, answer.error);
+    m_log.answered(id);
     return decodeValue(answer.parameters);
 }
 
 bool DxlBus::write(int id, int address, int value, Width width)
 {
     const std::string what = "write " + std::to_string(value) + " to " + addressOf(id, address);
-    const auto request = writeRequest(id, address, value, width);
-    if (!request) {
+    const auto packet = writeRequest(id, address, value, width);
+    if (!packet) {
         QUILL_LOG(kWarning, kCategory)
             << m_line.path() << ": " << what << ": not sent, out of range (ID 0.." << kBroadcastId
             << ", address 0.." << kLastAddress + 1 - width << ", value 0.."
             << (width == kByte ? 0xFF : 0xFFFF) << ")";
         return false;
     }
+    const Request request = {*packet, 0, what};
     const auto held = hold();
     StatusPacket answer;
     // A write is not repeated to be sure of its answer, so late ones must have come before.
-    auto error = awaitLateAnswer(id, 0);
-    if (!error) error = exchange(*request, 0, &answer);
-    if (isTimeout(error)) {
+    auto error = awaitLateAnswer(request);
+    if (!error) error = exchange(request, &answer);
+    if (isSilence(error)) {
         QUILL_LOG(kTrace, kCategory)
             << m_line.path() << ": " << what
             << ": no status (a servo with status return level 0 or 1 sends none)";
         return true;
     }
+    if (!error && (answer.error & kRefusalBits) != 0)
+        error = failure(request, ErrorKind::Refused, "the servo reports " + errorText(answer.error),
+                        "");
     if (error) {
-        reportFailure(id, what, *error);
+        fail(id, *error);
         return false;
     }
-    const bool isRefused = (answer.error & kRefusalBits) != 0;
-    if (isRefused ? isNews(id, what) : answer.error != m_errorBits[id])
-        reportErrorBits(what, answer);
-    if (!isRefused) m_errorBits[id] = answer.error;
-    return !isRefused;
+    m_log.tellAlarms(id, m_line.path() + ": " + what, answer.error);
+    return true;
 }
 
-std::optional<Error> DxlBus::ask(const InstructionPacket& request, size_t answerParameters,
-                                 StatusPacket* answer)
+std::optional<Error> DxlBus::ask(const Request& request, StatusPacket* answer)
 {
     // Nothing in an answer tells whether it is the late one to the request before; when no more
     // late ones can come, the servo is asked again.
-    const bool doubtful = mayComeLate(request.id, answerParameters);
-    auto error = exchange(request, answerParameters, answer);
+    const bool doubtful = mayComeLate(request.packet.id, request.answerParameters);
+    auto error = exchange(request, answer);
     if (error || !doubtful) return error;
-    error = awaitLateAnswer(request.id, answerParameters);
-    return error ? error : exchange(request, answerParameters, answer);
+    error = awaitLateAnswer(request);
+    return error ? error : exchange(request, answer);
 }
 
-std::optional<Error> DxlBus::exchange(const InstructionPacket& request, size_t answerParameters,
-                                      StatusPacket* answer)
+std::optional<Error> DxlBus::exchange(const Request& request, StatusPacket* answer)
 {
     heedInterrupt();
     const InterruptDelay wholeExchange;  // a clean-up would speak while the servo still answers
     *answer = StatusPacket();
-    const Duration requestTime = timeOnLine(packetBytes(request.parameters.size()));
-    const bool answered = request.id != kBroadcastId;
+    const Duration requestTime = timeOnLine(packetBytes(request.packet.parameters.size()));
     const Time start = std::max(Time::now(), m_lineFree);
     if (auto error = send(request, start + requestTime + kLongestSend)) return error;
     // Counted from here: a machine that was too busy to send takes nothing off the servo's time.
     const Time sent = std::max(Time::now(), m_lineFree);
-    if (!answered) {
+    if (request.packet.id == kBroadcastId) {  // answered by none
         m_lineFree = sent + requestTime;
         return std::nullopt;
     }
-    const Time deadline = sent + requestTime + timeOnLine(packetBytes(answerParameters)) +
+    const Time deadline = sent + requestTime + timeOnLine(packetBytes(request.answerParameters)) +
                           kLongestReturnDelay + m_adapterDelay + kMargin;
-    auto error = awaitAnswer(request, answerParameters, answer, deadline);
-    if (error) expectLateAnswer(request, answerParameters);
+    auto error = awaitAnswer(request, answer, deadline);
+    if (error) expectLateAnswer(request);
     return error;
 }
 
-std::optional<Error> DxlBus::send(const InstructionPacket& request, Time deadline)
+std::optional<Error> DxlBus::send(const Request& request, Time deadline)
 {
     m_line.discardInput();
     m_reader.reset();
-    const Bytes bytes = encode(request);
+    const Bytes bytes = encode(request.packet);
     auto error = m_line.write(bytes.data(), bytes.size(), deadline);
-    if (!isTimeout(error)) return error;
-    return Error{"", "", EAGAIN, "the adapter takes no bytes", "unplug it and plug it in again"};
+    if (!error) return std::nullopt;
+    if (error->kind == ErrorKind::NotTaken)
+        return failure(request, ErrorKind::NotTaken, "the adapter takes no bytes",
+                       "unplug it and plug it in again");
+    error->step = request.what;
+    return error;
 }
 
-std::optional<Error> DxlBus::awaitAnswer(const InstructionPacket& request, size_t answerParameters,
-                                         StatusPacket* answer, Time deadline)
+std::optional<Error> DxlBus::awaitAnswer(const Request& request, StatusPacket* answer,
+                                         Time deadline)
 {
+    const uint8_t id = request.packet.id;
     bool echoPossible = true;
     bool misfit = false;
     for (bool lastLook = false; !lastLook;) {
         const Time until =
             m_reader.isInsidePacket() ? deadline + kRestOfAnswer + m_adapterDelay : deadline;
         lastLook = Time::now() >= until;
-        const auto error = receive(until);
-        if (error && !isTimeout(error)) return error;
+        const auto error = receive(request, until);
+        if (error && !isSilence(error)) return error;
         while (const auto packet = m_reader.next()) {
-            if (packet->id != request.id) continue;  // a late answer of another servo
-            if (echoPossible && isEcho(*packet, request)) {
+            if (packet->id != id) continue;  // a late answer of another servo
+            if (echoPossible && isEcho(*packet, request.packet)) {
                 m_lineEchoes = true;
                 echoPossible = false;
-            } else if (isAnswer(*packet, answerParameters)) {
+            } else if (isAnswer(*packet, request)) {
                 *answer = *packet;
                 return std::nullopt;
             } else {
-                misfit = misfit || !mayComeLate(request.id, packet->parameters.size());
+                misfit = misfit || !mayComeLate(id, packet->parameters.size());
             }
         }
     }
-    return noAnswer(misfit || m_reader.leftoverBytes() > kMostNoiseBytes);
+    const std::string rate = " at " + std::to_string(m_bitRate) + " bit/s";
+    if (misfit || m_reader.leftoverBytes() > kMostNoiseBytes)
+        return failure(request, ErrorKind::Damaged, "a damaged answer" + rate,
+                       "check the cable, the baud number, and whether two servos have this ID");
+    return failure(request, ErrorKind::Silence, "no answer" + rate,
+                   "check power, ID and baud number");
 }
 
-bool DxlBus::isAnswer(const StatusPacket& packet, size_t answerParameters) const
+bool DxlBus::isAnswer(const StatusPacket& packet, const Request& request) const
 {
     // A refused read is answered like a write, whose late answer it must not be.
     const bool refusal = packet.error != 0 && packet.parameters.empty();
-    return packet.parameters.size() == answerParameters || (refusal && !mayComeLate(packet.id, 0));
+    return packet.parameters.size() == request.answerParameters ||
+           (refusal && !mayComeLate(packet.id, 0));
 }
 
-std::optional<Error> DxlBus::receive(Time deadline)
+std::optional<Error> DxlBus::receive(const Request& request, Time deadline)
 {
     uint8_t buffer[256];
     size_t got = 0;
-    const auto error = m_line.readSome(buffer, sizeof buffer, &got, deadline);
+    auto error = m_line.readSome(buffer, sizeof buffer, &got, deadline);
     m_reader.push(buffer, got);
+    if (error) error->step = request.what;
     return error;
 }
 
-void DxlBus::expectLateAnswer(const InstructionPacket& request, size_t answerParameters)
+void DxlBus::expectLateAnswer(const Request& request)
 {
     const Time until = Time::now() + kLongestLateness + m_adapterDelay;
-    m_lateUntil[request.id][answerParameters] = until;
-    const size_t echoParameters = request.parameters.size();
-    if (m_lineEchoes && echoParameters <= kWord) m_lateUntil[request.id][echoParameters] = until;
+    auto& lateUntil = m_lateUntil[request.packet.id];
+    lateUntil[request.answerParameters] = until;
+    const size_t echoParameters = request.packet.parameters.size();
+    if (m_lineEchoes && echoParameters <= kWord) lateUntil[echoParameters] = until;
 }
 
 bool DxlBus::mayComeLate(int id, size_t answerParameters) const
@@ -229,12 +236,13 @@ bool DxlBus::mayComeLate(int id, size_t answerParameters) const
     return m_lateUntil[static_cast<size_t>(id)][answerParameters] > Time::now();
 }
 
-std::optional<Error> DxlBus::awaitLateAnswer(int id, size_t answerParameters)
+std::optional<Error> DxlBus::awaitLateAnswer(const Request& request)
 {
-    while (mayComeLate(id, answerParameters)) {
-        const auto error = receive(m_lateUntil[static_cast<size_t>(id)][answerParameters]);
+    const uint8_t id = request.packet.id;
+    while (mayComeLate(id, request.answerParameters)) {
+        const auto error = receive(request, m_lateUntil[id][request.answerParameters]);
         m_reader.reset();
-        if (error && !isTimeout(error)) return error;
+        if (error && !isSilence(error)) return error;
     }
     return std::nullopt;
 }
@@ -249,43 +257,16 @@ std::unique_lock<RecursiveMutex> DxlBus::hold() const
     return m_lock ? std::unique_lock<RecursiveMutex>(*m_lock) : std::unique_lock<RecursiveMutex>();
 }
 
-Error DxlBus::noAnswer(bool damaged) const
+Error DxlBus::failure(const Request& request, ErrorKind kind, const std::string& reason,
+                      const std::string& remedy) const
 {
-    const std::string rate = " at " + std::to_string(m_bitRate) + " bit/s";
-    if (damaged)
-        return {"", "", EBADMSG, "a damaged answer" + rate,
-                "check the cable, the baud number, and whether two servos have this ID"};
-    return {"", "", ETIMEDOUT, "no answer" + rate, "check power, ID and baud number"};
+    return {m_line.path(), request.what, 0, reason, remedy, kind};
 }
 
-bool DxlBus::isNews(int id, const std::string& failure)
+void DxlBus::fail(int id, const Error& error)
 {
-    return m_told[id].emplace(failure, Time::now()).second;
-}
-
-void DxlBus::forgetOldFailures(int id)
-{
-    auto& told = m_told[id];
-    for (auto failure = told.begin(); failure != told.end();)
-        failure =
-            Time::now() - failure->second < kTellAgain ? std::next(failure) : told.erase(failure);
-}
-
-void DxlBus::reportFailure(int id, const std::string& what, Error error)
-{
-    error.subject = m_line.path();
-    error.step = what;
-    const bool expected = m_silenceExpected && error.number == ETIMEDOUT;
-    const bool told = m_lineLost || (!expected && !isNews(id, what + error.reason));
-    m_lineLost = m_lineLost || quill::isLineLost(error);
-    QUILL_LOG(expected || told ? kTrace : kWarning, kCategory) << error.text();
-}
-
-void DxlBus::reportErrorBits(const std::string& what, const StatusPacket& answer)
-{
-    if (answer.error == 0) return;
-    QUILL_LOG(kWarning, kCategory)
-        << m_line.path() << ": " << what << ": the servo reports " << errorText(answer.error);
+    m_lineLost = m_lineLost || error.kind == ErrorKind::LineLost;
+    m_log.tellFailure(id, error);
 }
 
 }  // namespace quill::dynamixel

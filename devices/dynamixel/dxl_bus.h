@@ -1,13 +1,13 @@
 #pragma once
 
 #include <array>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
 
+#include "bus_log.h"
 #include "common/recursive_mutex.h"
 #include "common/time.h"
 #include "devices/dynamixel/dxl_codec.h"
@@ -17,11 +17,9 @@ namespace quill::dynamixel
 {
 
 /// The controller's side of a Dynamixel bus: asks a servo and finds the answer that belongs to the
-/// request among noise, the adapter's echo and late answers. Logs failures, category "dynamixel",
-/// at level 3; one that a poll meets again is tracing detail (level 5) until the servo answers, and
-/// for 10 s in any case. Error bits that stay are told once. Every exchange has a deadline computed
-/// from the bytes on the line at the bit rate, the longest return delay, and what the adapter, USB
-/// and a busy machine add.
+/// request among noise, the adapter's echo and late answers. Failures are logged as BusLog does.
+/// Every exchange has a deadline computed from the bytes on the line at the bit rate, the longest
+/// return delay, and what the adapter, USB and a busy machine add.
 class DxlBus
 {
   public:
@@ -42,37 +40,39 @@ class DxlBus
     bool write(int id, int address, int value, Width width);
 
     /// A servo that does not answer is then no failure but tracing detail.
-    void setSilenceExpected(bool expected) { m_silenceExpected = expected; }
+    void setSilenceExpected(bool expected) { m_log.setSilenceExpected(expected); }
 
     bool isLineLost() const { return m_lineLost; }
 
   private:
-    /// As exchange(), for a request that may be repeated.
-    [[nodiscard]] std::optional<Error> ask(const InstructionPacket& request,
-                                           size_t answerParameters, StatusPacket* answer);
-    /// @param answerParameters  of the status packet that answers the request
-    /// @param answer  has no parameters when the servo refused: the error bits say why
-    [[nodiscard]] std::optional<Error> exchange(const InstructionPacket& request,
-                                                size_t answerParameters, StatusPacket* answer);
-    [[nodiscard]] std::optional<Error> send(const InstructionPacket& request, Time deadline);
-    [[nodiscard]] std::optional<Error> awaitAnswer(const InstructionPacket& request,
-                                                   size_t answerParameters, StatusPacket* answer,
-                                                   Time deadline);
-    [[nodiscard]] std::optional<Error> receive(Time deadline);
+    struct Request
+    {
+        InstructionPacket packet;
+        size_t answerParameters;  ///< of the status packet that answers it
+        std::string what;         ///< for the log
+    };
 
-    bool isAnswer(const StatusPacket& packet, size_t answerParameters) const;
-    void expectLateAnswer(const InstructionPacket& request, size_t answerParameters);
+    // All of these: answer has no parameters when the servo refused: the error bits say why.
+
+    /// As exchange(), for a request that may be repeated.
+    [[nodiscard]] std::optional<Error> ask(const Request& request, StatusPacket* answer);
+    [[nodiscard]] std::optional<Error> exchange(const Request& request, StatusPacket* answer);
+    [[nodiscard]] std::optional<Error> send(const Request& request, Time deadline);
+    [[nodiscard]] std::optional<Error> awaitAnswer(const Request& request, StatusPacket* answer,
+                                                   Time deadline);
+    [[nodiscard]] std::optional<Error> receive(const Request& request, Time deadline);
+
+    bool isAnswer(const StatusPacket& packet, const Request& request) const;
+    void expectLateAnswer(const Request& request);
     bool mayComeLate(int id, size_t answerParameters) const;
-    [[nodiscard]] std::optional<Error> awaitLateAnswer(int id, size_t answerParameters);
+    [[nodiscard]] std::optional<Error> awaitLateAnswer(const Request& request);
 
     Duration timeOnLine(size_t bytes) const;
     std::unique_lock<RecursiveMutex> hold() const;
 
-    Error noAnswer(bool damaged) const;
-    bool isNews(int id, const std::string& failure);
-    void forgetOldFailures(int id);
-    void reportFailure(int id, const std::string& what, Error error);
-    void reportErrorBits(const std::string& what, const StatusPacket& answer);
+    Error failure(const Request& request, ErrorKind kind, const std::string& reason,
+                  const std::string& remedy) const;
+    void fail(int id, const Error& error);
 
     DeviceLine m_line;
     int m_bitRate = 0;
@@ -85,10 +85,8 @@ class DxlBus
     std::array<std::array<Time, kWord + 1>, kLastServoId + 1> m_lateUntil{};
 
     std::shared_ptr<RecursiveMutex> m_lock;
-    bool m_silenceExpected = false;
     bool m_lineLost = false;
-    std::map<int, std::map<std::string, Time>> m_told;  ///< failures and when they were told
-    std::map<int, uint8_t> m_errorBits;                 ///< in its last answer
+    BusLog m_log;
 };
 
 }  // namespace quill::dynamixel

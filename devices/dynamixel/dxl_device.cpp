@@ -7,16 +7,30 @@ using quill::kWarning;
 using quill::dynamixel::DxlBus;
 using quill::dynamixel::kByte;
 using quill::dynamixel::kWord;
+using quill::dynamixel::Width;
 
 namespace
 {
 
 constexpr const char* kCategory = "dynamixel";
 
-bool isOpen(const std::unique_ptr<DxlBus>& bus)
+/// @return what `access` to the bus returns, or `failed`, logged, when it is not open
+template <typename Access>
+int onOpen(const std::unique_ptr<DxlBus>& bus, int failed, const Access& access)
 {
-    if (!bus) QUILL_LOG(kWarning, kCategory) << "register access on a device that is not open";
-    return bus != nullptr;
+    if (bus) return access(*bus);
+    QUILL_LOG(kWarning, kCategory) << "register access on a device that is not open";
+    return failed;
+}
+
+int readOn(const std::unique_ptr<DxlBus>& bus, int id, int address, Width width)
+{
+    return onOpen(bus, -1, [&](DxlBus& open) { return open.read(id, address, width); });
+}
+
+int writeOn(const std::unique_ptr<DxlBus>& bus, int id, int address, int value, Width width)
+{
+    return onOpen(bus, 0, [&](DxlBus& open) { return open.write(id, address, value, width); });
 }
 
 }  // namespace
@@ -39,22 +53,22 @@ int DxlDevice::dxl_initialize(const std::string& device, int baudnum)
 
 int DxlDevice::dxl_read_byte(int id, int address)
 {
-    return isOpen(m_bus) ? m_bus->read(id, address, kByte) : -1;
+    return readOn(m_bus, id, address, kByte);
 }
 
 int DxlDevice::dxl_read_word(int id, int address)
 {
-    return isOpen(m_bus) ? m_bus->read(id, address, kWord) : -1;
+    return readOn(m_bus, id, address, kWord);
 }
 
 int DxlDevice::dxl_write_byte(int id, int address, int value)
 {
-    return isOpen(m_bus) && m_bus->write(id, address, value, kByte) ? 1 : 0;
+    return writeOn(m_bus, id, address, value, kByte);
 }
 
 int DxlDevice::dxl_write_word(int id, int address, int value)
 {
-    return isOpen(m_bus) && m_bus->write(id, address, value, kWord) ? 1 : 0;
+    return writeOn(m_bus, id, address, value, kWord);
 }
 
 void DxlDevice::setSilenceExpected(bool expected)

@@ -12,8 +12,8 @@ namespace quill
 {
 
 /// Bytes to a device and back. Who speaks to a device holds a DeviceLine, not this. One thread at a
-/// time. Deadlines are points in time made once by the caller; a wait past one is an error with the
-/// number ETIMEDOUT.
+/// time. Deadlines are points in time made once by the caller; a wait past one is an error of the
+/// kind Silence or, for bytes to be sent, NotTaken.
 class ByteLine
 {
   public:
@@ -52,8 +52,5 @@ class ByteLine
     /// Drops what has arrived and was not read.
     virtual void discardInput() = 0;
 };
-
-/// Whether the error means that the device is gone: nothing more will come from this open line.
-bool isLineLost(const Error& error);
 
 }  // namespace quill

@@ -1,6 +1,5 @@
 #include "devices/serial/device_line.h"
 
-#include <cerrno>
 #include <utility>
 
 #include "devices/serial/serial_port.h"
@@ -50,12 +49,6 @@ std::optional<Error> DeviceLine::open(const std::string& path, int bitRate)
 {
     m_path = path;
     return m_bytes->open(path, bitRate);
-}
-
-bool isLineLost(const Error& error)
-{
-    return error.number == EIO || error.number == ENODEV || error.number == ENXIO ||
-           error.number == EBADF;
 }
 
 }  // namespace quill

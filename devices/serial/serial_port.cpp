@@ -55,6 +55,11 @@ std::string remedyFor(int number, const std::string& path)
     }
 }
 
+bool meansLineLost(int number)
+{
+    return number == EIO || number == ENODEV || number == ENXIO || number == EBADF;
+}
+
 }  // namespace
 
 SerialPort::SerialPort() = default;
@@ -149,7 +154,7 @@ std::optional<Error> SerialPort::drain(Time deadline)
     for (int queued = 0;; sleep(kDrainInterval)) {
         if (::ioctl(m_fd, TIOCOUTQ, &queued) != 0) return systemError("drain", errno);
         if (queued == 0) break;
-        if (Time::now() >= deadline) return systemError("drain", ETIMEDOUT);
+        if (Time::now() >= deadline) return timedOut("drain", ErrorKind::NotTaken);
     }
     while (::tcdrain(m_fd) != 0)  // the adapter's own buffer, some milliseconds
         if (errno != EINTR) return systemError("drain", errno);
@@ -185,7 +190,8 @@ std::optional<Error> SerialPort::waitFor(short events, const char* step, Time de
         if (ready < 0 && errno == EINTR) continue;
         if (ready < 0) return systemError(step, errno);
         if (waiting[1].revents != 0) endInterrupted();
-        if (ready == 0) return systemError(step, ETIMEDOUT);
+        if (ready == 0)
+            return timedOut(step, events == POLLIN ? ErrorKind::Silence : ErrorKind::NotTaken);
         // What arrived before the plug was pulled is still read.
         if ((waiting[0].revents & events) != 0) return std::nullopt;
         return hungUp(step);
@@ -194,7 +200,13 @@ std::optional<Error> SerialPort::waitFor(short events, const char* step, Time de
 
 Error SerialPort::systemError(const char* step, int number) const
 {
-    return {m_path, step, number, "", remedyFor(number, m_path)};
+    const ErrorKind kind = meansLineLost(number) ? ErrorKind::LineLost : ErrorKind::Failure;
+    return {m_path, step, number, "", remedyFor(number, m_path), kind};
+}
+
+Error SerialPort::timedOut(const char* step, ErrorKind kind) const
+{
+    return {m_path, step, ETIMEDOUT, "", "", kind};
 }
 
 Error SerialPort::hungUp(const char* step) const

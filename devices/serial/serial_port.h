@@ -51,6 +51,7 @@ class SerialPort final : public ByteLine
     [[nodiscard]] std::optional<Error> lockForThisProcess();
     [[nodiscard]] std::optional<Error> waitFor(short events, const char* step, Time deadline);
     Error systemError(const char* step, int number) const;
+    Error timedOut(const char* step, ErrorKind kind) const;
     Error hungUp(const char* step) const;
     void trace(const char* direction, const uint8_t* bytes, size_t size) const;
 

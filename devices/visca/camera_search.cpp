@@ -33,7 +33,7 @@ class Search
   public:
     explicit Search(ReplyLine& line) : m_line(line) {}
 
-    /// @return ETIMEDOUT when nothing of use comes until `end`
+    /// @return Silence when nothing of use comes until `end`
     std::optional<Error> tryOnce(const Attempt& attempt, Time end)
     {
         m_hasInquired = m_isCleared = false;

@@ -17,7 +17,7 @@ struct FoundCamera
 
 /// Finds the camera on an open line: sends address set and interface clear together, at 9600 bit/s,
 /// then with an inquiry to address 1, then at 38400 bit/s; four times in each second.
-/// @return ETIMEDOUT when nothing answered that is of use
+/// @return Silence when nothing answered that is of use
 [[nodiscard]] std::optional<Error> findCamera(ReplyLine& line, FoundCamera* found, Time deadline);
 
 }  // namespace quill::visca

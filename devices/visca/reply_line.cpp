@@ -8,7 +8,7 @@ namespace quill::visca
 
 bool isTimeout(const std::optional<Error>& error)
 {
-    return error && error->number == ETIMEDOUT;
+    return error && (error->kind == ErrorKind::Silence || error->kind == ErrorKind::NotTaken);
 }
 
 std::optional<Error> ReplyLine::open(const std::string& device, int bitRate)
@@ -36,7 +36,7 @@ std::optional<Error> ReplyLine::next(Reply* reply, Time deadline)
         // What is waiting at the deadline still counts, but a line that never falls silent must not
         // hold us past it: one look, no more.
         if (Time::now() >= deadline && std::exchange(m_lastLook, deadline) == deadline)
-            return Error{m_line.path(), "read", ETIMEDOUT, "", ""};
+            return Error{m_line.path(), "read", ETIMEDOUT, "", "", ErrorKind::Silence};
         uint8_t buffer[256];
         size_t got = 0;
         if (auto error = m_line.readSome(buffer, sizeof buffer, &got, deadline)) return error;

@@ -11,10 +11,11 @@
 namespace quill::visca
 {
 
+/// Whether time ran out: the camera said nothing, or the line did not take what was to be sent.
 bool isTimeout(const std::optional<Error>& error);
 
-/// A camera's line as packets: what is sent, and the replies among what comes back. An Error with
-/// the number ETIMEDOUT is the camera's silence.
+/// A camera's line as packets: what is sent, and the replies among what comes back. An Error of
+/// the kind Silence is the camera's.
 class ReplyLine
 {
   public:

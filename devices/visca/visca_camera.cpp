@@ -22,8 +22,8 @@ constexpr const char* kCategory = "visca";
 int resultOf(const std::optional<Error>& error)
 {
     if (!error) return VISCACamera::kDone;
-    if (isLineLost(*error)) return VISCACamera::kConnectionLost;
-    return error->number == 0 ? VISCACamera::kRefused : VISCACamera::kNoAnswer;
+    if (error->kind == ErrorKind::LineLost) return VISCACamera::kConnectionLost;
+    return error->kind == ErrorKind::Refused ? VISCACamera::kRefused : VISCACamera::kNoAnswer;
 }
 
 /// The result for a caller who wants a number; the cause goes to the log here, once.

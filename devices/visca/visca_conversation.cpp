@@ -1,7 +1,6 @@
 #include "visca_conversation.h"
 
 #include <algorithm>
-#include <cerrno>
 
 #include "camera_search.h"
 
@@ -248,13 +247,13 @@ std::optional<Error> Conversation::awaitQuiet(Duration quiet, Time deadline)
 
 Error Conversation::refusal(const std::string& what, uint8_t error) const
 {
-    return {device(), what, 0, "the camera refuses: " + errorText(error), ""};
+    return {device(), what, 0, "the camera refuses: " + errorText(error), "", ErrorKind::Refused};
 }
 
 Error Conversation::explain(Error error, const std::string& what) const
 {
     error.step = what;
-    if (error.number == ETIMEDOUT) {
+    if (isTimeout(error)) {
         error.reason = m_line.silenceText();
         error.remedy = "check the camera's power, cable and bit rate (9600 or 38400)";
     }

@@ -16,7 +16,8 @@ namespace quill::visca
 
 /// One controller's side of a VISCA line with one camera: sends a packet and finds the reply that
 /// belongs to it among late completions and refusals, network changes, noise and echo. Time-outs
-/// are for a whole exchange. An Error with number 0 is the camera's refusal, ETIMEDOUT its silence.
+/// are for a whole exchange. An Error of the kind Refused is the camera's refusal, Silence its
+/// silence.
 class Conversation
 {
   public:

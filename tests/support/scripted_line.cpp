@@ -15,6 +15,7 @@ namespace
 
 using quill::Duration;
 using quill::Error;
+using quill::ErrorKind;
 using quill::Time;
 
 class ScriptedLine final : public quill::ByteLine
@@ -62,7 +63,7 @@ class ScriptedLine final : public quill::ByteLine
             !m_arrivals.empty() && m_arrivals.front().first <= std::max(deadline, Time::now());
         const Time until = comes ? m_arrivals.front().first : deadline;
         support::advanceClock(std::max(until - Time::now(), Duration()));
-        if (!comes) return Error{m_path, "read", ETIMEDOUT, "", ""};
+        if (!comes) return Error{m_path, "read", ETIMEDOUT, "", "", ErrorKind::Silence};
         if (isUnplugged()) return unplugged("read");
         const support::Bytes bytes = m_arrivals.front().second;
         m_arrivals.pop_front();
@@ -80,7 +81,10 @@ class ScriptedLine final : public quill::ByteLine
   private:
     bool isUnplugged() const { return !m_arrivals.empty() && m_arrivals.front().second.empty(); }
 
-    Error unplugged(const char* step) const { return {m_path, step, EIO, "", "unplugged?"}; }
+    Error unplugged(const char* step) const
+    {
+        return {m_path, step, EIO, "", "unplugged?", ErrorKind::LineLost};
+    }
 
     support::LineScript& m_script;
     std::string m_path;

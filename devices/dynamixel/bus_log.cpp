@@ -1,0 +1,51 @@
+#include "bus_log.h"
+
+#include <iterator>
+
+#include "common/logging.h"
+#include "devices/dynamixel/dxl_codec.h"
+
+namespace quill::dynamixel
+{
+namespace
+{
+
+constexpr const char* kCategory = "dynamixel";
+
+/// A servo on a bad line fails and answers by turns, many times a second.
+constexpr Duration kTellAgain = seconds(10);
+
+}  // namespace
+
+void BusLog::tellFailure(int id, const Error& error)
+{
+    const bool isTold = isNews(id, error);
+    QUILL_LOG(isTold ? kWarning : kTrace, kCategory) << error.text();
+    if (error.kind == ErrorKind::LineLost) m_lossTold = true;
+    if (isTold) m_told[id].emplace(error.step + error.reason, Time::now());
+}
+
+bool BusLog::isNews(int id, const Error& error) const
+{
+    if (m_lossTold || (m_silenceExpected && error.kind == ErrorKind::Silence)) return false;
+    const auto told = m_told.find(id);
+    return told == m_told.end() || told->second.count(error.step + error.reason) == 0;
+}
+
+void BusLog::answered(int id)
+{
+    auto& told = m_told[id];
+    for (auto failure = told.begin(); failure != told.end();)
+        failure =
+            Time::now() - failure->second < kTellAgain ? std::next(failure) : told.erase(failure);
+}
+
+void BusLog::tellAlarms(int id, const std::string& place, uint8_t bits)
+{
+    uint8_t& before = m_alarms[id];
+    if (bits != 0 && bits != before)
+        QUILL_LOG(kWarning, kCategory) << place << ": the servo reports " << errorText(bits);
+    before = bits;
+}
+
+}  // namespace quill::dynamixel
