@@ -14,7 +14,8 @@ namespace
 namespace fs = std::filesystem;
 
 /// Frames come in real time and no faster; only the tool's patience is shorter.
-constexpr const char* kKinectClock = "LD_PRELOAD=" FAST_CLOCK ":$LD_PRELOAD FAST_CLOCK_SPEED=10";
+constexpr const char* kKinectClock =
+    "LD_PRELOAD=" FAST_CLOCK ":" OWN_PICTURES ":$LD_PRELOAD FAST_CLOCK_SPEED=10";
 constexpr int kKinectSpeed = 10;
 /// All others share the rig's clock: they wait for nothing.
 constexpr const char* kSharedClock = "LD_PRELOAD=" RIG_CLOCK ":$LD_PRELOAD";
@@ -157,7 +158,7 @@ Outcome runOnRig(const Run& run, const fs::path& folder)
         words.insert(words.end(),
                      {"/usr/bin/env", "PROGRAM_INTERRUPT=" + std::to_string(run.interruptAt_ms)});
     words.insert(words.end(), {"/bin/sh", "-c",
-                               std::string("export PROGRAM_REPORT=$0 ") +
+                               "export PROGRAM_REPORT=$0 PICTURES='" + folder.string() + "' " +
                                    (isKinect ? kKinectClock : kSharedClock) + "; exec \"$@\"",
                                report});
     const std::vector<std::string> tool = toolOf(*run.command);

@@ -25,29 +25,15 @@ using support::Ended;
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr const char* kColourFile = "/tmp/kinect_rgb.png";
-constexpr const char* kInfraredFile = "/tmp/kinect_ir.png";
-
+/// The pictures are in a folder of the test.
 class KinectCommand : public testing::Test
 {
   protected:
-    ~KinectCommand() override { (void)removeFiles(); }
+    KinectCommand() { setenv("PICTURES", m_folder.path().c_str(), 1); }
 
-    /// The names are the program's and the same for all users of this computer.
-    void SetUp() override
-    {
-        if (const auto error = removeFiles())
-            GTEST_SKIP() << "another user's " << kColourFile << " or " << kInfraredFile
-                         << " is in the way: " << error.message();
-    }
-
-    static std::error_code removeFiles()
-    {
-        std::error_code first, second;
-        fs::remove(kColourFile, first);
-        fs::remove(kInfraredFile, second);
-        return first ? first : second;
-    }
+    const support::Folder m_folder;
+    const fs::path m_colourFile = m_folder / "kinect_rgb.png";
+    const fs::path m_infraredFile = m_folder / "kinect_ir.png";
 };
 
 /// The file's image, which shows the number of the frame it was made from; the frame as it was
@@ -58,7 +44,7 @@ struct Written
     rigsim::KinectFrame frame;
 };
 
-Written read(const char* path, MessageKind kind)
+Written read(const fs::path& path, MessageKind kind)
 {
     Written written;
     written.image = cv::imread(path, cv::IMREAD_UNCHANGED);
@@ -92,17 +78,19 @@ bool isRoot(uint8_t root, const uint8_t* pixel)
 TEST_F(KinectCommand, WritesWhatTheSensorSees)
 {
     for (const char* fault : {"", "--fault kinect.rgbx", "--fault kinect.damaged"}) {
-        removeFiles();
-        const Ended ended =
-            support::run({"/bin/sh", "-c",
-                          RIGSIM " " + std::string(fault) + " -- " RIGTOOL " -t commands=kinect"});
+        fs::remove(m_colourFile);
+        fs::remove(m_infraredFile);
+        const Ended ended = support::run({"/bin/sh", "-c",
+                                          RIGSIM " " + std::string(fault) +
+                                              " -- /bin/sh -c 'LD_PRELOAD=" OWN_PICTURES
+                                              ":$LD_PRELOAD exec " RIGTOOL " -t commands=kinect'"});
         EXPECT_EQ(ended.status, 0);
         EXPECT_EQ(ended.out + ended.err, "") << fault;
 
-        const Written colour = read(kColourFile, MessageKind::Colour);
+        const Written colour = read(m_colourFile, MessageKind::Colour);
         ASSERT_EQ(colour.image.size(), cv::Size(1920, 1080)) << fault;
         ASSERT_EQ(colour.image.type(), CV_8UC3);
-        const Written infrared = read(kInfraredFile, MessageKind::Infrared);
+        const Written infrared = read(m_infraredFile, MessageKind::Infrared);
         ASSERT_EQ(infrared.image.size(), cv::Size(512, 424)) << fault;
         ASSERT_EQ(infrared.image.type(), CV_8UC1);
         int wrong = 0;
@@ -121,7 +109,8 @@ TEST_F(KinectCommand, InterruptStopsTheSensor)
 {
     const rigsim::Rig rig({{"kinect.no-infrared"}});
     setenv("RIGSIM_KINECT", rig.kinect().path().c_str(), 1);
-    support::Process tool({RIGTOOL, "-v", "-t", "commands=kinect"});
+    support::Process tool(
+        {"/usr/bin/env", "LD_PRELOAD=" OWN_PICTURES, RIGTOOL, "-v", "-t", "commands=kinect"});
     ASSERT_TRUE(tool.waitForError("sensor 012345678947 streams"));
     const auto hasSent = [](const auto& state) { return state.colourFrames > 0; };
     EXPECT_TRUE(rig.kinect().waitFor(hasSent, seconds(30)));
@@ -130,7 +119,7 @@ TEST_F(KinectCommand, InterruptStopsTheSensor)
     EXPECT_EQ(ended.status, 130);
     EXPECT_THAT(ended.err, HasSubstr("sensor closed: "));
     EXPECT_THAT(ended.err, Not(HasSubstr("transfers have ended")));
-    EXPECT_FALSE(fs::exists(kColourFile));
+    EXPECT_FALSE(fs::exists(m_colourFile));
 }
 
 TEST_F(KinectCommand, ModuleThatCannotBeLoadedIsNamedAndTheListGoesOn)
