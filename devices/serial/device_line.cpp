@@ -9,11 +9,16 @@ namespace quill
 namespace
 {
 
+std::unique_ptr<ByteLine> makePort()
+{
+    return std::make_unique<SerialPort>();
+}
+
 /// What lines of this process are, unless whoever makes one says otherwise.
 struct Defaults
 {
     Duration delay;
-    DeviceLine::MakeBytes make;
+    DeviceLine::MakeBytes make = makePort;
 };
 
 Defaults& defaults()
@@ -22,14 +27,9 @@ Defaults& defaults()
     return object;
 }
 
-std::unique_ptr<ByteLine> makeBytes()
-{
-    return defaults().make ? defaults().make() : std::make_unique<SerialPort>();
-}
-
 }  // namespace
 
-DeviceLine::DeviceLine() : DeviceLine(makeBytes(), defaults().delay) {}
+DeviceLine::DeviceLine() : DeviceLine(defaults().make(), defaults().delay) {}
 
 DeviceLine::DeviceLine(std::unique_ptr<ByteLine> bytes, Duration delay)
     : m_bytes(std::move(bytes)), m_delay(delay)
@@ -42,7 +42,7 @@ void DeviceLine::setDefaultDelay(Duration delay)
 
 void DeviceLine::setDefaultBytes(MakeBytes make)
 {
-    defaults().make = std::move(make);
+    defaults().make = make ? std::move(make) : makePort;
 }
 
 std::optional<Error> DeviceLine::open(const std::string& path, int bitRate)

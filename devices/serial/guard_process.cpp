@@ -60,7 +60,7 @@ void leaveParent(const GuardTask& task)
     ::prctl(PR_SET_NAME, task.name);
     closeAllBut(task.line, task.release, task.reports);
     // No line that is opened anew becomes what the C library takes for standard output.
-    for (int i = 0; i < 3; ++i) (void)::open("/dev/null", O_RDWR);
+    for (int i = 0; i < 3; ++i) (void)::open("/dev/null", O_RDWR | O_CLOEXEC);
 
     sigset_t alarm;
     sigemptyset(&alarm);

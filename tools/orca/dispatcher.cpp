@@ -63,11 +63,10 @@ const char* capturePattern()
     return std::is_same_v<std::decay_t<Parameter>, int> ? R"(\s*([0-9-]+)\s*)" : R"(\s*([^,]*)\s*)";
 }
 
-/// Blanks may stand around an argument, and nowhere else.
+/// @param pattern  the name. Blanks may stand around an argument, and nowhere else.
 template <typename... Parameters>
-std::string patternOf(const std::string& name)
+std::string patternOf(std::string pattern)
 {
-    std::string pattern = name;
     [[maybe_unused]] const char* separator = R"(\()";
     ((pattern.append(std::exchange(separator, ",")).append(capturePattern<Parameters>())), ...);
     return sizeof...(Parameters) > 0 ? pattern + R"(\))" : pattern;
