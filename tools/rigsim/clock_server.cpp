@@ -53,10 +53,11 @@ void ClockServer::addDescriptors(std::vector<pollfd>* polled) const
 
 void ClockServer::takeRequests(Time now)
 {
-    accept(now);
     const auto hasGone = [&](Program& program) { return !takeRequest(&program, now); };
     m_programs.erase(std::remove_if(m_programs.begin(), m_programs.end(), hasGone),
                      m_programs.end());
+    // Last: a program connects for its child before it waits, and then time waits for the child.
+    accept(now);
 }
 
 void ClockServer::accept(Time now)
