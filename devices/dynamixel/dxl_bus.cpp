@@ -60,6 +60,7 @@ std::optional<Error> DxlBus::open(const std::string& device, int baudNumber)
     if (auto error = m_line.open(device, *bitRate)) return error;
     m_line.setLowLatency();
     m_bitRate = *bitRate;
+    m_late = LateAnswers::of(device);
     m_adapterDelay = std::max(m_line.roundTripAllowance(), kLowLatency) - kLowLatency;
     return std::nullopt;
 }
@@ -128,7 +129,7 @@ std::optional<Error> DxlBus::ask(const Request& request, StatusPacket* answer)
 {
     // Nothing in an answer tells whether it is the late one to the request before; when no more
     // late ones can come, the servo is asked again.
-    const bool doubtful = mayComeLate(request.packet.id, request.answerParameters);
+    const bool doubtful = m_late->mayCome(request.packet.id, request.answerParameters);
     auto error = exchange(request, answer);
     if (error || !doubtful) return error;
     error = awaitLateAnswer(request);
@@ -191,7 +192,7 @@ std::optional<Error> DxlBus::awaitAnswer(const Request& request, StatusPacket* a
                 *answer = *packet;
                 return std::nullopt;
             } else {
-                misfit = misfit || !mayComeLate(id, packet->parameters.size());
+                misfit = misfit || !m_late->mayCome(id, packet->parameters.size());
             }
         }
     }
@@ -208,7 +209,7 @@ bool DxlBus::isAnswer(const StatusPacket& packet, const Request& request) const
     // A refused read is answered like a write, whose late answer it must not be.
     const bool refusal = packet.error != 0 && packet.parameters.empty();
     return packet.parameters.size() == request.answerParameters ||
-           (refusal && !mayComeLate(packet.id, 0));
+           (refusal && !m_late->mayCome(packet.id, 0));
 }
 
 std::optional<Error> DxlBus::receive(const Request& request, Time deadline)
@@ -224,23 +225,15 @@ std::optional<Error> DxlBus::receive(const Request& request, Time deadline)
 void DxlBus::expectLateAnswer(const Request& request)
 {
     const Time until = Time::now() + kLongestLateness + m_adapterDelay;
-    auto& lateUntil = m_lateUntil[request.packet.id];
-    lateUntil[request.answerParameters] = until;
-    const size_t echoParameters = request.packet.parameters.size();
-    if (m_lineEchoes && echoParameters <= kWord) lateUntil[echoParameters] = until;
-}
-
-bool DxlBus::mayComeLate(int id, size_t answerParameters) const
-{
-    if (id > kLastServoId || answerParameters > kWord) return false;
-    return m_lateUntil[static_cast<size_t>(id)][answerParameters] > Time::now();
+    m_late->expect(request.packet.id, request.answerParameters, until);
+    if (m_lineEchoes) m_late->expect(request.packet.id, request.packet.parameters.size(), until);
 }
 
 std::optional<Error> DxlBus::awaitLateAnswer(const Request& request)
 {
     const uint8_t id = request.packet.id;
-    while (mayComeLate(id, request.answerParameters)) {
-        const auto error = receive(request, m_lateUntil[id][request.answerParameters]);
+    while (m_late->mayCome(id, request.answerParameters)) {
+        const auto error = receive(request, m_late->until(id, request.answerParameters));
         m_reader.reset();
         if (error && !isSilence(error)) return error;
     }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -12,6 +11,7 @@
 #include "common/time.h"
 #include "devices/dynamixel/dxl_codec.h"
 #include "devices/serial/device_line.h"
+#include "late_answers.h"
 
 namespace quill::dynamixel
 {
@@ -64,7 +64,6 @@ class DxlBus
 
     bool isAnswer(const StatusPacket& packet, const Request& request) const;
     void expectLateAnswer(const Request& request);
-    bool mayComeLate(int id, size_t answerParameters) const;
     [[nodiscard]] std::optional<Error> awaitLateAnswer(const Request& request);
 
     Duration timeOnLine(size_t bytes) const;
@@ -81,9 +80,7 @@ class DxlBus
     StatusReader m_reader{3};  ///< a request for a word, which an adapter may echo, has most
     Time m_lineFree;           ///< when what was sent and needs no answer has left
 
-    /// When the last answer to an unanswered request must have come, by its ID and parameters.
-    std::array<std::array<Time, kWord + 1>, kLastServoId + 1> m_lateUntil{};
-
+    std::shared_ptr<LateAnswers> m_late;  ///< of the open line
     std::shared_ptr<RecursiveMutex> m_lock;
     bool m_lineLost = false;
     BusLog m_log;

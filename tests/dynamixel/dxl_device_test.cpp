@@ -42,6 +42,7 @@ class DxlDeviceTest : public testing::Test
     void open(std::vector<Answer> script, Answer usual = {}, int baudNumber = 1,
               Duration adapterDelay = {})
     {
+        support::advanceClock(quill::seconds(1));  // whatever the line before owed
         line() = {std::move(script), std::move(usual), adapterDelay};
         ASSERT_NE(m_device.dxl_initialize("/dev/servos", baudNumber), 0);
         m_start = quill::Time::now();
@@ -125,7 +126,7 @@ TEST_F(DxlDeviceTest, DoesNotTakeALateAnswerForTheNextOne)
     const Bytes old = {0xFF, 0xFF, 1, 3, 0, 5, 0xF6};
     const Answer echoed = {{kRequest}, {kAnswer}};
     const Answer lateRefusal = {{kAngleLimit, milliseconds(6)}};
-    // Steps: read a byte or a Word, write a goal, let a second pass.
+    // Steps: read a byte or a Word, write a goal, let a second pass, open the line anew.
     const std::tuple<std::vector<Answer>, Answer, std::string, std::vector<int>, size_t> cases[] = {
         {{{}, {{old}, {kAnswer}}}, {{kAnswer}}, "bb", {-1, 0x20}, 3},  // asks again to be sure
         {{{{kAnswer}, {old}}}, {{kAnswer}}, "b1b", {0x20, 0x20}, 2},
@@ -133,6 +134,7 @@ TEST_F(DxlDeviceTest, DoesNotTakeALateAnswerForTheNextOne)
         {{{}, {{old}, {kWordAnswer}}}, {}, "bW", {-1, 0x0120}, 2},
         {{{}, {{kAngleLimit}, {kAnswer}}}, {}, "gb", {1, 0x20}, 2},  // the write's refusal
         {{lateRefusal, {{kStatus}}}, {}, "gg", {1, 1}, 2},           // waits, and does not repeat
+        {{{}, {{old}, {kAnswer}}}, {{kAnswer}}, "bob", {-1, 0x20}, 3},
     };
     m_device.setSilenceExpected(true);
     for (const auto& [script, usual, steps, expected, requests] : cases) {
@@ -140,6 +142,7 @@ TEST_F(DxlDeviceTest, DoesNotTakeALateAnswerForTheNextOne)
         std::vector<int> results;
         for (const char step : steps) {
             if (step == '1') support::advanceClock(quill::seconds(1));
+            if (step == 'o') m_device.dxl_initialize("/dev/servos", 1);
             if (step == 'b') results.push_back(readByte());
             if (step == 'W') results.push_back(readWord());
             if (step == 'g') results.push_back(writeWord());
