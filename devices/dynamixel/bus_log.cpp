@@ -40,6 +40,19 @@ void BusLog::answered(int id)
             Time::now() - failure->second < kTellAgain ? std::next(failure) : told.erase(failure);
 }
 
+void BusLog::countAnswer(int repetitions)
+{
+    m_answers += 1 + repetitions;
+    m_lost += repetitions;
+}
+
+void BusLog::tellLosses(const std::string& device) const
+{
+    if (m_lost * 100 <= m_answers) return;
+    QUILL_LOG(kWarning, kCategory) << device << ": " << m_lost << " of " << m_answers
+                                   << " answers were lost or damaged: check cable and power";
+}
+
 void BusLog::tellAlarms(int id, const std::string& place, uint8_t bits)
 {
     uint8_t& before = m_alarms[id];

@@ -30,11 +30,21 @@ class BusLog
     /// @param bits   ErrorBits, 0 for none
     void tellAlarms(int id, const std::string& place, uint8_t bits);
 
+    /// Of a read that was answered. @param repetitions  answers before it that were lost
+    void countAnswer(int repetitions);
+
+    /// At the end: tells how many answers were lost if they are more than 1 %. A servo that never
+    /// answers is no bad line, and told as what it is.
+    /// @param device  path of the line
+    void tellLosses(const std::string& device) const;
+
   private:
     bool isNews(int id, const Error& error) const;
 
     bool m_silenceExpected = false;
     bool m_lossTold = false;
+    int64_t m_answers = 0;  ///< lost ones included
+    int64_t m_lost = 0;
     std::map<int, std::map<std::string, Time>> m_told;  ///< failures and when they were told
     std::map<int, uint8_t> m_alarms;                    ///< of its last answer
 };

@@ -1,6 +1,7 @@
 #include "dxl_bus.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "common/interrupt.h"
 #include "common/logging.h"
@@ -30,6 +31,9 @@ constexpr Duration kRestOfAnswer = milliseconds(20);
 
 /// What comes later than this after a request was given up is not expected any more.
 constexpr Duration kLongestLateness = milliseconds(100);
+
+/// Of a read: one answer in a hundred is lost on a bad line, not three in a row.
+constexpr int kMostRepetitions = 2;
 
 /// A byte or two are noise of the line, for example from switching its direction; more without a
 /// valid packet are a damaged answer.
@@ -128,12 +132,24 @@ bool DxlBus::write(int id, int address, int value, Width width)
 std::optional<Error> DxlBus::ask(const Request& request, StatusPacket* answer)
 {
     // Nothing in an answer tells whether it is the late one to the request before; when no more
-    // late ones can come, the servo is asked again.
-    const bool doubtful = m_late->mayCome(request.packet.id, request.answerParameters);
-    auto error = exchange(request, answer);
-    if (error || !doubtful) return error;
-    error = awaitLateAnswer(request);
-    return error ? error : exchange(request, answer);
+    // late ones can come, the servo is asked again. One to this very request is no stranger.
+    bool isDoubtful = m_late->mayCome(request.packet.id, request.answerParameters);
+    for (int repetitions = 0;; ++repetitions) {
+        auto error = exchange(request, answer);
+        if (!error && std::exchange(isDoubtful, false)) {
+            error = awaitLateAnswer(request);
+            if (!error) error = exchange(request, answer);
+        }
+        if (!error) m_log.countAnswer(repetitions);
+        if (!error || repetitions == kMostRepetitions || !isWorthRepeating(*error)) return error;
+        QUILL_LOG(kTrace, kCategory) << error->text() << "; it is asked again";
+    }
+}
+
+bool DxlBus::isWorthRepeating(const Error& error) const
+{
+    return error.kind == ErrorKind::Damaged ||
+           (error.kind == ErrorKind::Silence && !m_silenceExpected);
 }
 
 std::optional<Error> DxlBus::exchange(const Request& request, StatusPacket* answer)

@@ -29,9 +29,14 @@ class DxlBus
         : m_line(std::move(line)), m_lock(std::move(lock))
     {}
 
+    ~DxlBus() { m_log.tellLosses(m_line.path()); }
+    DxlBus(const DxlBus&) = delete;
+    DxlBus& operator=(const DxlBus&) = delete;
+
     /// Not logged: the caller knows what a line that cannot be opened means to it.
     [[nodiscard]] std::optional<Error> open(const std::string& device, int baudNumber);
 
+    /// Asks up to three times where the answer is missing or damaged.
     /// @return the register's value, or -1, logged: no answer, damaged, refused, out of range
     int read(int id, int address, Width width);
 
@@ -39,8 +44,12 @@ class DxlBus
     /// value or, not set to answer writes, gave no sign.
     bool write(int id, int address, int value, Width width);
 
-    /// A servo that does not answer is then no failure but tracing detail.
-    void setSilenceExpected(bool expected) { m_log.setSilenceExpected(expected); }
+    /// A servo that does not answer is then no failure but tracing detail, and is not asked again.
+    void setSilenceExpected(bool expected)
+    {
+        m_silenceExpected = expected;
+        m_log.setSilenceExpected(expected);
+    }
 
     bool isLineLost() const { return m_lineLost; }
 
@@ -54,7 +63,7 @@ class DxlBus
 
     // All of these: answer has no parameters when the servo refused: the error bits say why.
 
-    /// As exchange(), for a request that may be repeated.
+    /// As exchange(), for a request that may be repeated: is.
     [[nodiscard]] std::optional<Error> ask(const Request& request, StatusPacket* answer);
     [[nodiscard]] std::optional<Error> exchange(const Request& request, StatusPacket* answer);
     [[nodiscard]] std::optional<Error> send(const Request& request, Time deadline);
@@ -62,6 +71,7 @@ class DxlBus
                                                    Time deadline);
     [[nodiscard]] std::optional<Error> receive(const Request& request, Time deadline);
 
+    bool isWorthRepeating(const Error& error) const;
     bool isAnswer(const StatusPacket& packet, const Request& request) const;
     void expectLateAnswer(const Request& request);
     [[nodiscard]] std::optional<Error> awaitLateAnswer(const Request& request);
@@ -82,6 +92,7 @@ class DxlBus
 
     std::shared_ptr<LateAnswers> m_late;  ///< of the open line
     std::shared_ptr<RecursiveMutex> m_lock;
+    bool m_silenceExpected = false;
     bool m_lineLost = false;
     BusLog m_log;
 };

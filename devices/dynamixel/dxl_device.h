@@ -26,7 +26,8 @@ class DxlDevice
     /// @return 1, or 0: no such line or rate, no permission, in use
     int dxl_initialize(const std::string& device, int baudnum);
 
-    /// Read request (instruction 2) for one register.
+    /// Read request (instruction 2) for one register, repeated twice at most where the answer is
+    /// missing or damaged. How many were, if they are more than 1 %, is told at the end.
     /// @return 0..255, 0..65535; -1: no or a damaged answer, refused, out of range, line lost
     int dxl_read_byte(int id, int address);
     int dxl_read_word(int id, int address);  ///< low byte at `address`, high byte at the next one
@@ -37,7 +38,8 @@ class DxlDevice
     int dxl_write_byte(int id, int address, int value);
     int dxl_write_word(int id, int address, int value);
 
-    /// For a scan: a servo that does not answer is no failure then, but tracing detail (level 5).
+    /// For a scan: a servo that does not answer is no failure then, but tracing detail (level 5),
+    /// and not asked again.
     /// Holds until changed; false at first.
     void setSilenceExpected(bool expected);
 

@@ -8,8 +8,8 @@ namespace quill
 /// One Dynamixel servo on a bus (protocol 1.0). Positions are in the servo's units: 0..4095 over
 /// 360 degrees for MX servos, 0..1023 over 300 degrees for AX. Keeps the bus open. Failures are
 /// logged with cause and remedy at level 3, category "dynamixel"; one that a poll meets again is
-/// told once until the servo answers, and every 10 s at most. Source: servo maker's e-manual,
-/// control table.
+/// told once until the servo answers, and every 10 s at most. Reads are repeated as by DxlDevice.
+/// Source: servo maker's e-manual, control table.
 class DynamixelMotor
 {
   public:

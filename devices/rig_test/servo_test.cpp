@@ -21,8 +21,7 @@ constexpr int kStepUnits = 50;
 constexpr int kToleranceUnits = 12;
 constexpr Duration kMoveTimeout = seconds(3);
 
-/// One answer that noise has damaged does not make a servo a bad one, and a write that is lost in
-/// noise goes unnoticed until the register is read back.
+/// Of a write: one that is lost in noise goes unnoticed until the register is read back.
 constexpr int kAttempts = 3;
 
 std::string answerText(int value, const std::string& unit)
@@ -45,14 +44,8 @@ class ServoAxis final : public Axis
     {}
 
     /// @return -1 when it does not answer
-    int readByte(int address)
-    {
-        return read([&] { return m_bus.dxl_read_byte(m_id, address); });
-    }
-    int readWord(int address)
-    {
-        return read([&] { return m_bus.dxl_read_word(m_id, address); });
-    }
+    int readByte(int address) { return m_bus.dxl_read_byte(m_id, address); }
+    int readWord(int address) { return m_bus.dxl_read_word(m_id, address); }
 
     /// A goal switches torque on. @param hadTorque  the value of the register before
     void setTorqueBefore(bool hadTorque) { m_hadTorque = hadTorque; }
@@ -83,15 +76,6 @@ class ServoAxis final : public Axis
     }
 
   private:
-    template <typename Read>
-    int read(const Read& readOnce)
-    {
-        int value = readOnce();
-        for (int attempt = 1; value < 0 && attempt < kAttempts && !isLost(); ++attempt)
-            value = readOnce();
-        return value;
-    }
-
     template <typename Write, typename Read>
     Answer write(const Write& send, const Read& readBack, int value)
     {

@@ -6,6 +6,7 @@
 #include <tuple>
 
 #include "common/interrupt.h"
+#include "common/logging.h"
 #include "support/fake_clock.h"
 #include "support/log_capture.h"
 #include "support/scripted_line.h"
@@ -20,8 +21,12 @@ using support::Answer;
 using support::Bytes;
 using support::line;
 using support::LogCapture;
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::EndsWith;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 // Register 43 of ID 1: request and answer 0x20; the same for a word, 0x0120.
 const Bytes kRequest = {0xFF, 0xFF, 1, 4, 2, 43, 1, 0xCC};
@@ -80,12 +85,13 @@ TEST_F(DxlDeviceTest, TakesTheAnswerToItsRequestAndNothingElse)
     };
     for (const auto& [step, what, said, result, logged] : cases) {
         SCOPED_TRACE(what);
-        open({said}, {{kAnswer}});
+        open({}, said);
         LogCapture log;
         EXPECT_EQ(step == 'b' ? readByte() : writeWord(), result);
         const std::string text = log.text();
         EXPECT_THAT(text, HasSubstr(logged));
         EXPECT_EQ(text.empty(), logged.empty()) << text;
+        line().usual = {{kAnswer}};
         EXPECT_EQ(readByte(), 0x20) << "the exchange after it";
     }
 }
@@ -98,8 +104,8 @@ TEST_F(DxlDeviceTest, WaitsForALateAnswerAndNoLonger)
         {{{kWordAnswer, kTimeout}}, 0x0120, kTimeout},
         {{{kWordAnswer, kTimeout + microseconds(1)}}, -1, kTimeout},
         {{{begun, kTimeout}, {rest, milliseconds(15)}}, 0x0120, kTimeout + milliseconds(15)},
-        {{{begun, kTimeout}, {rest, milliseconds(25)}}, -1, kTimeout + milliseconds(21)},
-        {Answer(1000, {Bytes(3, 0x55), microseconds(10)}), -1, kTimeout},  // noise without end
+        {{{begun, kTimeout}, {rest, milliseconds(25)}}, -1, kTimeout * 3 + milliseconds(21)},
+        {Answer(1000, {Bytes(3, 0x55), microseconds(10)}), -1, kTimeout * 3},  // noise
     };
     m_device.setSilenceExpected(true);
     for (const auto& [said, value, until] : cases) {
@@ -152,6 +158,34 @@ TEST_F(DxlDeviceTest, DoesNotTakeALateAnswerForTheNextOne)
     }
 }
 
+TEST_F(DxlDeviceTest, RepeatsAReadThatIsNotAnsweredAndTellsHowOftenWhenItCloses)
+{
+    quill::setLogLevel(quill::kTrace);
+    const Bytes damaged = {0xFF, 0xFF, 1, 3, 0, 0x21, 0xDB};
+    for (const int lost : {2, 3}) {
+        std::vector<Answer> script;
+        for (int i = 0; i < lost; ++i)
+            script.insert(script.end(), {i % 2 == 0 ? Answer() : Answer{{damaged}}, {{kAnswer}}});
+        open(script, {{kAnswer}});
+        LogCapture log;
+        for (int i = 0; i < 200 - lost; ++i) {
+            EXPECT_EQ(readByte(), 0x20);
+            support::advanceClock(milliseconds(200));
+        }
+        open({});
+        std::vector<testing::Matcher<std::string>> expected(
+            static_cast<size_t>(lost),
+            AllOf(StartsWith("5 dynamixel: /dev/servos: read address 43 of ID 1: "),
+                  EndsWith("; it is asked again")));
+        if (lost * 100 > 200)
+            expected.emplace_back(
+                "3 dynamixel: /dev/servos: 3 of 200 answers were lost or "
+                "damaged: check cable and power");
+        EXPECT_THAT(log.records(), ElementsAreArray(expected));
+    }
+    quill::setLogLevel(quill::kDefaultLogLevel);
+}
+
 TEST_F(DxlDeviceTest, SendsNothingWhenNotOpenOrOutOfRange)
 {
     LogCapture log;
@@ -181,7 +215,10 @@ TEST_F(DxlDeviceTest, ReportsAnUnpluggedAdapterOnceAndFailsAtOnceFromThen)
 TEST_F(DxlDeviceTest, TellsARepeatedFailureOnceInTenSecondsAndAnExpectedOneAsADetail)
 {
     const Answer overload = {{{0xFF, 0xFF, 1, 3, 0x20, 0x20, 0xBB}}};
-    open({{}, {}, {}, overload, overload, overload, {{kAnswer}}, {}, {{kAnswer}}});
+    std::vector<Answer> script(9);  // three reads, each repeated twice
+    script.insert(script.end(),
+                  {overload, overload, overload, {{kAnswer}}, {}, {}, {}, {{kAnswer}}});
+    open(script);
     LogCapture log;
     for (int i = 0; i < 7; ++i) (void)readByte();  // the 4th one asks twice
     support::advanceClock(quill::seconds(10));

@@ -5,6 +5,7 @@
 
 #include "devices/dynamixel/dxl_codec.h"
 #include "devices/dynamixel/dynamixel_interface.h"
+#include "support/fake_clock.h"
 #include "support/log_capture.h"
 #include "support/scripted_line.h"
 
@@ -48,6 +49,7 @@ TEST(DynamixelMotor, WaitsUntilTheServoHasStopped)
         {"unplugged", {moving, {support::kUnplugged}}, still, seconds(3), false, 12},
     };
     for (const auto& [what, script, usual, timeout, stopped, takesMs] : cases) {
+        support::advanceClock(seconds(1));  // whatever the line before owed
         line() = {script, usual};
         const auto motor = DynamixelInterface::open("/dev/servos", 34, nullptr)->getMotor(1);
         const support::LogCapture log;

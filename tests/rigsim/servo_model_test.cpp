@@ -184,6 +184,7 @@ TEST(ServoBusModel, ShowsTheFaultsOfItsLine)
         {"servos.noise", "2274: 5C FF FF 01 02 00 FC, 102274: F6 FF FF 01 02 00 FC"},
         {"servos.cut=2", "2099: FF FF 01 02 00 FC, 101574: FF FF 01"},
         {"servos.wrong-checksum=2", "2099: FF FF 01 02 00 FC, 102099: FF FF 01 02 00 FD"},
+        {"servos.drop=2", "2099: FF FF 01 02 00 FC"},
         {"servos.return-delay=254", "2607: FF FF 01 02 00 FC, 102607: FF FF 01 02 00 FC"},
         {"servos.echo",
          "1049: FF FF 01 02 01 FB, 2099: FF FF 01 02 00 FC, 101049: FF FF 01 02 01 FB, "

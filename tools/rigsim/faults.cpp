@@ -132,6 +132,7 @@ const std::vector<FaultKind>& faultKinds()
         {"servos.echo", Value::None, {}, "the line also sends back what was written to it"},
         {"servos.split", Value::None, {}, "bytes come one at a time, 10 ms apart"},
         {"servos.cut", Value::Count, 0, "answers (the Nth only) end in mid-packet"},
+        {"servos.drop", Value::Count, {}, "every Nth answer does not come"},
         {"servos.wrong-checksum", Value::Count, 1, "answers (every Nth only) have a bad checksum"},
         {"servos.return-delay",
          Value::ReturnDelay,

@@ -147,6 +147,8 @@ void ServoBusModel::give(ServoModel* servo, const dxl::InstructionPacket& reques
 void ServoBusModel::answer(const dxl::StatusPacket& status, Duration delay)
 {
     ++m_answers;
+    const auto dropEvery = m_faults.count("servos.drop");
+    if (dropEvery && m_answers % *dropEvery == 0) return;
     Bytes packet = dxl::encode(status);
     const auto wrongEvery = m_faults.count("servos.wrong-checksum");
     if (wrongEvery && m_answers % *wrongEvery == 0) packet.back() ^= 1;
