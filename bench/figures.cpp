@@ -17,6 +17,20 @@ std::string inUnits(double nanoseconds)
     return text;
 }
 
+/// Why a run failed, or null. Google Benchmark renamed both members in 1.8; each overload is for
+/// the releases that have those it names.
+template <typename RunBefore18>
+auto failureOf(const RunBefore18& run) -> decltype(run.error_occurred, run.error_message.c_str())
+{
+    return run.error_occurred ? run.error_message.c_str() : nullptr;
+}
+
+template <typename RunSince18>
+auto failureOf(const RunSince18& run) -> decltype(run.skip_message.c_str())
+{
+    return run.skipped ? run.skip_message.c_str() : nullptr;
+}
+
 }  // namespace
 
 bool FigureReporter::ReportContext(const Context& context)
@@ -29,10 +43,9 @@ bool FigureReporter::ReportContext(const Context& context)
 void FigureReporter::ReportRuns(const std::vector<Run>& runs)
 {
     for (const Run& run : runs) {
-        if (run.error_occurred) {
+        if (const char* failure = failureOf(run)) {
             m_hasFailed = true;
-            std::fprintf(stderr, "%s: %s\n", run.run_name.function_name.c_str(),
-                         run.error_message.c_str());
+            std::fprintf(stderr, "%s: %s\n", run.run_name.function_name.c_str(), failure);
         }
         if (run.aggregate_name != "median") continue;
         const std::string& name = run.run_name.function_name;

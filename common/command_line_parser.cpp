@@ -95,6 +95,12 @@ struct Options
     bool version = false;
 };
 
+/// A flag that counts. From 2.4 on CLI11 gives it a default that the help would show ("-v [0]").
+void addCounter(CLI::App* app, const std::string& name, int* count, const std::string& help)
+{
+    app->add_flag(name, *count, help)->default_str("")->force_callback(false);
+}
+
 void declareOptions(CLI::App* app, Options* options)
 {
     app->set_help_flag();
@@ -104,8 +110,8 @@ void declareOptions(CLI::App* app, Options* options)
         ->expected(1)
         ->take_all()
         ->allow_extra_args(false);
-    app->add_flag("-v", options->verbose, "Show more of the log, one level each time");
-    app->add_flag("-q", options->quiet, "Show less of the log, one level each time");
+    addCounter(app, "-v", &options->verbose, "Show more of the log, one level each time");
+    addCounter(app, "-q", &options->quiet, "Show less of the log, one level each time");
     app->add_option("--log-level", options->logLevel,
                     "Show the log up to this level (default 4): 2 failures, 3 warnings,\n"
                     "4 progress and results, 5 tracing, 6 bytes on the wire")
