@@ -2,6 +2,9 @@
 
 #include <poll.h>
 
+#include <algorithm>
+#include <limits>
+
 #include "common/interrupt.h"
 
 namespace quill
@@ -24,7 +27,13 @@ Time Time::now()
 timespec toTimespec(Duration span)
 {
     if (span < Duration()) return {};
-    return {span.nanoseconds() / kNanosecondsPerSecond, span.nanoseconds() % kNanosecondsPerSecond};
+    // 32 bits on some systems: who waits longer than that waits again, as after any wait cut short.
+    constexpr int64_t kMostSeconds = std::numeric_limits<time_t>::max();
+    timespec result{};
+    result.tv_sec =
+        static_cast<time_t>(std::min(span.nanoseconds() / kNanosecondsPerSecond, kMostSeconds));
+    result.tv_nsec = static_cast<long>(span.nanoseconds() % kNanosecondsPerSecond);
+    return result;
 }
 
 void sleep(Duration span)
