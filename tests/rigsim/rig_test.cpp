@@ -93,6 +93,52 @@ TEST(Rig, RunsTheCameraForOneProgramAfterTheOther)
     EXPECT_THAT(rig.stateJson(), testing::HasSubstr(R"("tilt": -20)"));
 }
 
+/// @return how many of the bytes the line has taken when it took no more for `patience`
+size_t flood(const SerialClient& client, const Bytes& bytes, int patienceMs)
+{
+    size_t taken = 0;
+    pollfd line{client.descriptor(), POLLOUT, 0};
+    while (taken < bytes.size() && ::poll(&line, 1, patienceMs) > 0) {
+        const ssize_t count =
+            ::write(client.descriptor(), bytes.data() + taken, bytes.size() - taken);
+        if (count > 0) taken += static_cast<size_t>(count);
+    }
+    return taken;
+}
+
+// What a program sends faster than the line carries it waits with the program, not in the rig.
+TEST(Rig, TakesNoMoreThanALineCarriesAndKeepsTheLatest)
+{
+    for (const double speed : {1.0, 1000.0}) {
+        Rig rig({{}, speed});
+        const struct
+        {
+            const std::string& path;
+            unsigned bitRate;
+            Bytes request;
+        } lines[] = {{rig.cameraPath(), 9600, {0x81, 0x09, 0x06, 0x12, 0xFF}},
+                     {rig.servosPath(), 57143, {0xFF, 0xFF, 0x01, 0x02, 0x01, 0xFB}},
+                     {rig.laserPath(), 9600, {0xA0, 0x01, 0x00, 0xA1}}};
+        for (const auto& line : lines) {
+            Bytes bytes;
+            for (int i = 0; i < 50000; ++i)
+                bytes.insert(bytes.end(), line.request.begin(), line.request.end());
+            const SerialClient client(line.path, line.bitRate);
+            if (speed == 1)
+                EXPECT_LT(flood(client, bytes, 50), 100000U);
+            else
+                EXPECT_EQ(flood(client, bytes, 30000), bytes.size());
+        }
+        if (speed == 1) continue;
+        const auto hasAll = [](const auto& state) { return state.packets == 50000; };
+        EXPECT_TRUE(rig.waitForCamera(hasAll, quill::seconds(30)));
+        EXPECT_TRUE(rig.waitForLaser(hasAll, quill::seconds(30)));
+        EXPECT_EQ(rig.cameraPackets().size(), 1000U);
+        EXPECT_EQ(rig.servoPackets().size(), 1000U);
+        EXPECT_EQ(rig.laserPackets().size(), 1000U);
+    }
+}
+
 TEST(Rig, RunsTheServosAndPullsTheirCable)
 {
     RigOptions options;

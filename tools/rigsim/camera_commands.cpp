@@ -94,8 +94,8 @@ const std::vector<CameraModel::Command>& CameraModel::commands()
 
 void CameraModel::handle(const Bytes& packet)
 {
-    m_packets.push_back(packet);
-    if (m_packets.size() == 1) sendLeftovers();
+    m_packets.add(packet);
+    if (m_packets.count() == 1) sendLeftovers();
     if (packet[0] == visca::kBroadcast) return handleBroadcast(packet);
     if (packet[0] != visca::kToCamera) return;  // for a camera further down the chain, or noise
 

@@ -58,7 +58,7 @@ CameraState CameraModel::state(Time now) const
     state.isMoving = m_pan.isMoving(now) || m_tilt.isMoving(now) || m_zoom.isMoving(now);
     state.isOn = m_isOn;
     state.isPlugged = !isUnplugged(now);
-    state.packets = static_cast<int>(m_packets.size());
+    state.packets = m_packets.count();
     state.replies = m_output.packets();
     state.moves = m_moves;
     state.refusals = m_refusals;

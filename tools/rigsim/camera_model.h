@@ -8,6 +8,7 @@
 #include "tools/rigsim/cable.h"
 #include "tools/rigsim/faults.h"
 #include "tools/rigsim/paced_output.h"
+#include "tools/rigsim/packet_record.h"
 #include "tools/rigsim/serial_model.h"
 
 namespace rigsim
@@ -44,14 +45,15 @@ class CameraModel : public SerialModel
     explicit CameraModel(const Faults& faults = {});
 
     bool receive(const Bytes& bytes, unsigned bitRate, Time now) override;
+    Time readyAt() const override { return m_output.readyAt(roomAt(m_lineFree)); }
     std::optional<Time> nextEvent() const override;
     std::vector<Output> takeOutput(Time now) override;
     bool isReceiving() const override { return !m_inbox.empty(); }
     bool isUnplugged(Time now) const override { return m_cable.isPulled(now); }
 
     CameraState state(Time now) const;
-    /// Every packet received so far, in order.
-    const std::vector<Bytes>& packets() const { return m_packets; }
+    /// The packets received, in order, the last 1000 at most.
+    std::vector<Bytes> packets() const { return m_packets.latest(); }
 
   private:
     enum class Motion { None, PanTilt, Zoom };
@@ -122,7 +124,7 @@ class CameraModel : public SerialModel
     Cable m_cable;
     quill::visca::PacketReader m_reader;
     std::deque<Arrival> m_inbox;
-    std::vector<Bytes> m_packets;
+    PacketRecord m_packets;
     Time m_now, m_lineFree;
     Time m_repliesFrom;  // nothing is answered before
     Axis m_pan, m_tilt, m_zoom;

@@ -16,6 +16,8 @@ namespace ft232r = quill::ft232r;
 namespace
 {
 
+constexpr size_t kKeptRequests = 1000;
+
 constexpr uint8_t kFromDevice = 0x80, kOrder = 0x40, kQuestion = 0xC0;  // bmRequestType
 
 constexpr uint8_t kGetStatus = 0x00, kGetDescriptor = 0x06, kGetConfiguration = 0x08;
@@ -156,7 +158,9 @@ UsbReply Ft232rModel::order(const UsbSetup& setup)
 
 UsbReply Ft232rModel::setBitMode(uint16_t value)
 {
-    m_counts.bitModeRequests.push_back(value);
+    auto& requests = m_counts.bitModeRequests;
+    requests.push_back(value);
+    if (requests.size() > kKeptRequests) requests.erase(requests.begin());
     const auto mode = static_cast<uint8_t>(value >> 8);
     const auto modes = {kSerialMode, kBitBangMode, kSynchronousMode, kCbusMode};
     const bool isKnown = std::find(modes.begin(), modes.end(), mode) != modes.end();

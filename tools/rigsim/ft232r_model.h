@@ -41,7 +41,7 @@ struct AdapterState
     int bitMode = 0;  ///< 0: serial port only, 20h: CBUS pins too
     int latencyMs = 16;
     int requests = 0;                       ///< to the chip, descriptors not counted
-    std::vector<uint16_t> bitModeRequests;  ///< wValue of every one, refused ones too
+    std::vector<uint16_t> bitModeRequests;  ///< wValue of the last 1000, refused ones too
     // What programs have asked of the system, granted or not.
     int claims = 0, releases = 0, driverDetaches = 0;
     int configurations = 0;  ///< configuration or setting of the interface chosen

@@ -56,7 +56,7 @@ LaserState LaserModel::state(Time now) const
     LaserState state;
     state.isPlugged = !isUnplugged(now);
     state.isOn = m_isOn && state.isPlugged;
-    state.packets = static_cast<int>(m_packets.size());
+    state.packets = m_packets.count();
     state.rejected = m_rejected;
     state.switches = m_switches;
     state.switchedOn = m_switchedOn;
@@ -67,7 +67,7 @@ void LaserModel::take(const Arrival& arrival)
 {
     m_begun.push_back(arrival.byte);
     if (m_begun.size() == kPacketBytes) {
-        m_packets.push_back(m_begun);
+        m_packets.add(m_begun);
         if (isOrder(m_begun)) {
             obey(m_begun, arrival.at);
             m_begun.clear();

@@ -3,6 +3,7 @@
 #include <deque>
 
 #include "tools/rigsim/cable.h"
+#include "tools/rigsim/packet_record.h"
 #include "tools/rigsim/serial_model.h"
 
 namespace rigsim
@@ -29,14 +30,15 @@ class LaserModel : public SerialModel
     explicit LaserModel(const Faults& faults = {});
 
     bool receive(const Bytes& bytes, unsigned bitRate, Time now) override;
+    Time readyAt() const override { return roomAt(m_lineFree); }
     std::optional<Time> nextEvent() const override;
     std::vector<Output> takeOutput(Time now) override;
     bool isReceiving() const override { return !m_inbox.empty(); }
     bool isUnplugged(Time now) const override { return m_cable.isPulled(now); }
 
     LaserState state(Time now) const;
-    /// Every packet received so far, rejected ones too, in order.
-    const std::vector<Bytes>& packets() const { return m_packets; }
+    /// The packets received, rejected ones too, in order, the last 1000 at most.
+    std::vector<Bytes> packets() const { return m_packets.latest(); }
 
   private:
     struct Arrival
@@ -53,7 +55,7 @@ class LaserModel : public SerialModel
     Time m_lineFree;
     std::deque<Arrival> m_inbox;
     Bytes m_begun;  // of a packet
-    std::vector<Bytes> m_packets;
+    PacketRecord m_packets;
     bool m_isOn = false;
     int m_rejected = 0, m_switches = 0, m_switchedOn = 0;
 };

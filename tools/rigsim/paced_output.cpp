@@ -8,6 +8,7 @@ namespace
 {
 
 constexpr int kBitsPerByte = 10;  // start bit, eight data bits, stop bit
+constexpr size_t kMostItems = 100;
 constexpr Duration kSplitGap = quill::milliseconds(10);
 
 }  // namespace
@@ -67,6 +68,11 @@ std::optional<Time> PacedOutput::nextDue() const
 {
     if (m_items.empty()) return std::nullopt;
     return dueOf(m_items.begin()->first, m_items.begin()->second);
+}
+
+Time PacedOutput::readyAt(Time ready) const
+{
+    return m_items.size() < kMostItems ? ready : std::max(ready, *nextDue());
 }
 
 std::vector<Output> PacedOutput::take(Time now)

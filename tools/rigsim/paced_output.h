@@ -30,6 +30,9 @@ class PacedOutput
     void hear(const Bytes& bytes, Time at);
 
     std::optional<Time> nextDue() const;
+    /// From when on, after `ready`, there is room for more: it may be ordered to send faster than
+    /// the line can carry.
+    Time readyAt(Time ready) const;
     std::vector<Output> take(Time now);
     int packets() const { return m_packets; }
 

@@ -51,7 +51,7 @@ class PtyLine
     /// those without a B constant); 0 once unplugged.
     unsigned bitRate() const;
 
-    /// All bytes that have arrived, without waiting.
+    /// The bytes that have arrived, some thousand at most, without waiting.
     /// @throw std::system_error
     Bytes read();
 

@@ -323,13 +323,19 @@ void Rig::shareClock()
     m_clockServer.answer(m_clock.now());
 }
 
+bool Rig::takesMore(const Device& device) const
+{
+    return device.model->readyAt() <= m_clock.now();
+}
+
 // Of all devices.
 std::optional<Time> Rig::nextEvent() const
 {
     std::optional<Time> first;
     for (const auto& device : m_devices) {
-        const auto next = device->pty.isPlugged() ? device->model->nextEvent() : std::nullopt;
-        if (next && (!first || *next < *first)) first = next;
+        if (!device->pty.isPlugged()) continue;
+        first = earlier(first, device->model->nextEvent());
+        if (!takesMore(*device)) first = earlier(first, device->model->readyAt());
     }
     return first;
 }
@@ -338,8 +344,10 @@ void Rig::runDevice(Device* device)
 {
     const Time now = m_clock.now();
     device->pty.heedClosings();
-    const Bytes bytes = device->pty.read();
-    if (!bytes.empty()) receive(device, bytes, now);
+    if (takesMore(*device)) {
+        const Bytes bytes = device->pty.read();
+        if (!bytes.empty()) receive(device, bytes, now);
+    }
     for (const Output& output : device->model->takeOutput(now)) send(device, output);
     const bool isPulled = device->model->isUnplugged(now) || device->chip.isUnplugged();
     if (isPulled || device->isPulled) device->pty.unplug();
@@ -370,8 +378,8 @@ void Rig::waitForWork()
     Duration wait = kLongestWait;
     for (const auto& device : m_devices) {
         if (!device->pty.isPlugged()) continue;
-        for (const int descriptor : {device->pty.descriptor(), device->pty.closingsDescriptor()})
-            polled.push_back({descriptor, POLLIN, 0});
+        polled.push_back({device->pty.closingsDescriptor(), POLLIN, 0});
+        if (takesMore(*device)) polled.push_back({device->pty.descriptor(), POLLIN, 0});
     }
     m_clockServer.addDescriptors(&polled);
     if (m_clockServer.hasPrograms())

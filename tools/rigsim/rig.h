@@ -85,11 +85,12 @@ class Rig
     KinectServer& kinect() { return m_kinect; }
     const KinectServer& kinect() const { return m_kinect; }
 
-    /// Every packet that the camera has received, in order.
+    /// The packets that the camera has received, in order; of this and the next two lists the last
+    /// 1000 are kept.
     std::vector<Bytes> cameraPackets() const;
-    /// Every request that a servo has received, at its own bit rate, in order.
+    /// The requests that a servo has received, at its own bit rate, in order.
     std::vector<Bytes> servoPackets() const;
-    /// Every packet that the laser's relay has received, rejected ones too, in order.
+    /// The packets that the laser's relay has received, rejected ones too, in order.
     std::vector<Bytes> laserPackets() const;
 
     /// One more path at which a program may open the line of a device, gone when it is unplugged;
@@ -156,6 +157,8 @@ class Rig
     void runEveryDevice();
     void shareClock();
     std::optional<Time> nextEvent() const;
+    /// Whether its line has room for what a program writes now.
+    bool takesMore(const Device& device) const;
     void runDevice(Device* device);
     void receive(Device* device, const Bytes& bytes, Time now);
     void send(Device* device, const Output& output);

@@ -28,6 +28,17 @@ struct Output
     unsigned bitRate = 0;  ///< at which they were sent, in bit/s; 0: whichever the program has set
 };
 
+/// What a line takes from a program before the device has got it, as the buffers of an adapter and
+/// of its driver do.
+constexpr Duration kInputBuffer = quill::seconds(1);
+
+/// @param arrival  of the last byte that is on its way
+/// @return when there is room for more
+inline Time roomAt(Time arrival)
+{
+    return Time() + std::max(arrival - Time() - kInputBuffer, Duration());
+}
+
 /// A simulated device on a serial line: a pure function of the bytes it is given and of simulated
 /// time, which starts at 0 with the device's power-up and never goes back.
 class SerialModel
@@ -39,6 +50,10 @@ class SerialModel
     /// @param bitRate  of the line, in bit/s; 0 when there is none
     /// @return whether anyone there listens at this bit rate
     virtual bool receive(const Bytes& bytes, unsigned bitRate, Time now) = 0;
+
+    /// From when on it takes more bytes, given that its line is full until then. What is written
+    /// before waits with the program.
+    virtual Time readyAt() const = 0;
 
     /// When takeOutput() next has something to do.
     virtual std::optional<Time> nextEvent() const = 0;

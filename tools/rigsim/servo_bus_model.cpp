@@ -132,7 +132,7 @@ void ServoBusModel::deliver(const Arrival& arrival)
         if (request.id == servo.id() || request.id == dxl::kBroadcastId)
             give(&servo, request, isWhole);
     }
-    if (isHeard) m_packets.push_back(packet);
+    if (isHeard) m_packets.add(packet);
 }
 
 void ServoBusModel::give(ServoModel* servo, const dxl::InstructionPacket& request, bool isWhole)

@@ -4,6 +4,7 @@
 
 #include "tools/rigsim/cable.h"
 #include "tools/rigsim/paced_output.h"
+#include "tools/rigsim/packet_record.h"
 #include "tools/rigsim/servo_model.h"
 
 namespace rigsim
@@ -22,6 +23,7 @@ class ServoBusModel : public SerialModel
                            const Faults& faults = {});
 
     bool receive(const Bytes& bytes, unsigned bitRate, Time now) override;
+    Time readyAt() const override { return m_output.readyAt(roomAt(m_lineFree)); }
     std::optional<Time> nextEvent() const override;
     std::vector<Output> takeOutput(Time now) override;
     bool isReceiving() const override { return !m_inbox.empty(); }
@@ -29,8 +31,9 @@ class ServoBusModel : public SerialModel
 
     /// One entry a servo, in the order of the setup.
     std::vector<ServoState> states(Time now) const;
-    /// Every request that a servo has listened to, damaged ones too, in order.
-    const std::vector<Bytes>& packets() const { return m_packets; }
+    /// The requests that a servo has listened to, damaged ones too, in order, the last 1000 at
+    /// most.
+    std::vector<Bytes> packets() const { return m_packets.latest(); }
 
   private:
     struct Arrival
@@ -56,7 +59,7 @@ class ServoBusModel : public SerialModel
     unsigned m_bitRate;
     Bytes m_begun;  // of a packet
     std::deque<Arrival> m_inbox;
-    std::vector<Bytes> m_packets;
+    PacketRecord m_packets;
     Time m_now, m_lineFree;
     int m_answers = 0;
 };
