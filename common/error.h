@@ -9,12 +9,13 @@ namespace quill
 
 /// What a failure means to who asked a device for something.
 enum class ErrorKind {
-    Failure,   ///< none of those below: of the system, or refused before anything was sent
-    Silence,   ///< nothing came in time
-    NotTaken,  ///< the line did not take the bytes in time
-    Damaged,   ///< what came is no whole answer
-    Refused,   ///< the device answered that it will not
-    LineLost,  ///< the adapter is gone: nothing more will come from this open line
+    Failure,    ///< none of those below: of the system, or refused before anything was sent
+    Silence,    ///< nothing came in time
+    NotTaken,   ///< the line did not take the bytes in time
+    Damaged,    ///< what came is no whole answer
+    Ambiguous,  ///< more than one answer came
+    Refused,    ///< the device answered that it will not
+    LineLost,   ///< the adapter is gone: nothing more will come from this open line
 };
 
 /// A failure of a device or of the line to it, in words for the operator. Travels as a value inside

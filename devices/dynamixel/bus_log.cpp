@@ -15,6 +15,12 @@ constexpr const char* kCategory = "dynamixel";
 /// A servo on a bad line fails and answers by turns, many times a second.
 constexpr Duration kTellAgain = seconds(10);
 
+/// Two servos with one ID are found at every register.
+std::string keyOf(const Error& error)
+{
+    return error.kind == ErrorKind::Ambiguous ? error.reason : error.step + error.reason;
+}
+
 }  // namespace
 
 void BusLog::tellFailure(int id, const Error& error)
@@ -22,14 +28,14 @@ void BusLog::tellFailure(int id, const Error& error)
     const bool isTold = isNews(id, error);
     QUILL_LOG(isTold ? kWarning : kTrace, kCategory) << error.text();
     if (error.kind == ErrorKind::LineLost) m_lossTold = true;
-    if (isTold) m_told[id].emplace(error.step + error.reason, Time::now());
+    if (isTold) m_told[id].emplace(keyOf(error), Time::now());
 }
 
 bool BusLog::isNews(int id, const Error& error) const
 {
     if (m_lossTold || (m_silenceExpected && error.kind == ErrorKind::Silence)) return false;
     const auto told = m_told.find(id);
-    return told == m_told.end() || told->second.count(error.step + error.reason) == 0;
+    return told == m_told.end() || told->second.count(keyOf(error)) == 0;
 }
 
 void BusLog::answered(int id)

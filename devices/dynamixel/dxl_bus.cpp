@@ -35,6 +35,12 @@ constexpr Duration kLongestLateness = milliseconds(100);
 /// Of a read: one answer in a hundred is lost on a bad line, not three in a row.
 constexpr int kMostRepetitions = 2;
 
+/// Behind an answer, for the one of a second servo: USB transfers and the latency timer.
+constexpr Duration kSecondAnswerMargin = milliseconds(2);
+
+/// Into what has come between two exchanges.
+constexpr int kMostLooks = 4;
+
 /// A byte or two are noise of the line, for example from switching its direction; more without a
 /// valid packet are a damaged answer.
 constexpr size_t kMostNoiseBytes = 2;
@@ -64,7 +70,7 @@ std::optional<Error> DxlBus::open(const std::string& device, int baudNumber)
     if (auto error = m_line.open(device, *bitRate)) return error;
     m_line.setLowLatency();
     m_bitRate = *bitRate;
-    m_late = LateAnswers::of(device);
+    m_memory = BusMemory::of(device);
     m_adapterDelay = std::max(m_line.roundTripAllowance(), kLowLatency) - kLowLatency;
     return std::nullopt;
 }
@@ -106,6 +112,7 @@ bool DxlBus::write(int id, int address, int value, Width width)
             << (width == kByte ? 0xFF : 0xFFFF) << ")";
         return false;
     }
+    if (address <= kId && kId < address + width) m_memory->forgetWhoIsAlone();
     const Request request = {*packet, 0, what};
     const auto held = hold();
     StatusPacket answer;
@@ -133,7 +140,7 @@ std::optional<Error> DxlBus::ask(const Request& request, StatusPacket* answer)
 {
     // Nothing in an answer tells whether it is the late one to the request before; when no more
     // late ones can come, the servo is asked again. One to this very request is no stranger.
-    bool isDoubtful = m_late->mayCome(request.packet.id, request.answerParameters);
+    bool isDoubtful = m_memory->mayComeLate(request.packet.id, request.answerParameters);
     for (int repetitions = 0;; ++repetitions) {
         auto error = exchange(request, answer);
         if (!error && std::exchange(isDoubtful, false)) {
@@ -168,15 +175,18 @@ std::optional<Error> DxlBus::exchange(const Request& request, StatusPacket* answ
     }
     const Time deadline = sent + requestTime + timeOnLine(packetBytes(request.answerParameters)) +
                           kLongestReturnDelay + m_adapterDelay + kMargin;
-    auto error = awaitAnswer(request, answer, deadline);
-    if (error) expectLateAnswer(request);
+    bool hasOther = false;
+    auto error = awaitAnswer(request, answer, &hasOther, deadline);
+    if (error)
+        expectLateAnswer(request);
+    else
+        error = listenForAnother(request, hasOther);
     return error;
 }
 
 std::optional<Error> DxlBus::send(const Request& request, Time deadline)
 {
-    m_line.discardInput();
-    m_reader.reset();
+    takeStrays();
     const Bytes bytes = encode(request.packet);
     auto error = m_line.write(bytes.data(), bytes.size(), deadline);
     if (!error) return std::nullopt;
@@ -187,12 +197,65 @@ std::optional<Error> DxlBus::send(const Request& request, Time deadline)
     return error;
 }
 
+// What nobody asked for makes the next answer of its ID one to listen behind. Old as it is, it may
+// be of another program.
+void DxlBus::takeStrays()
+{
+    uint8_t buffer[256];
+    size_t got = 0;
+    for (int looks = 0; looks < kMostLooks; ++looks) {
+        if (m_line.readSome(buffer, sizeof buffer, &got, Time())) break;
+        m_reader.push(buffer, got);
+    }
+    while (const auto packet = m_reader.next()) noteStray(*packet);
+    m_line.discardInput();  // of a line that never falls silent
+    m_reader.reset();
+}
+
+void DxlBus::noteStray(const StatusPacket& packet)
+{
+    if (!m_memory->mayComeLate(packet.id, packet.parameters.size()))
+        m_memory->setAlone(packet.id, false);
+}
+
+std::optional<Error> DxlBus::listenForAnother(const Request& request, bool hasOther)
+{
+    const uint8_t id = request.packet.id;
+    const bool isSure = m_memory->isAlone(id) && !hasOther;
+    const Time until = isSure ? Time()
+                              : Time::now() + timeOnLine(packetBytes(kWord)) + kLongestReturnDelay +
+                                    m_adapterDelay + kSecondAnswerMargin;
+    bool hasLate = false;
+    for (bool isOver = isSure;; isOver = Time::now() >= until) {
+        while (const auto packet = m_reader.next()) {
+            if (packet->id != id)
+                noteStray(*packet);
+            else if (m_memory->mayComeLate(id, packet->parameters.size()))
+                hasLate = true;
+            else
+                hasOther = true;
+        }
+        if (isOver) break;
+        const auto error = receive(request, until);
+        if (error && !isSilence(error)) return error;
+    }
+    if (isSure && !hasOther) return std::nullopt;
+    m_memory->setAlone(id, !hasOther && !hasLate);
+    if (hasOther)
+        return failure(request, ErrorKind::Ambiguous,
+                       "more than one answer: two servos have ID " + std::to_string(id),
+                       "leave one on the bus and give it another ID");
+    if (hasLate)
+        return failure(request, ErrorKind::Damaged, "two answers, one of them late",
+                       "check cable and power");
+    return std::nullopt;
+}
+
 std::optional<Error> DxlBus::awaitAnswer(const Request& request, StatusPacket* answer,
-                                         Time deadline)
+                                         bool* hasOther, Time deadline)
 {
     const uint8_t id = request.packet.id;
     bool echoPossible = true;
-    bool misfit = false;
     for (bool lastLook = false; !lastLook;) {
         const Time until =
             m_reader.isInsidePacket() ? deadline + kRestOfAnswer + m_adapterDelay : deadline;
@@ -200,20 +263,21 @@ std::optional<Error> DxlBus::awaitAnswer(const Request& request, StatusPacket* a
         const auto error = receive(request, until);
         if (error && !isSilence(error)) return error;
         while (const auto packet = m_reader.next()) {
-            if (packet->id != id) continue;  // a late answer of another servo
-            if (echoPossible && isEcho(*packet, request.packet)) {
+            if (packet->id != id) {
+                noteStray(*packet);
+            } else if (echoPossible && isEcho(*packet, request.packet)) {
                 m_lineEchoes = true;
                 echoPossible = false;
             } else if (isAnswer(*packet, request)) {
                 *answer = *packet;
                 return std::nullopt;
             } else {
-                misfit = misfit || !m_late->mayCome(id, packet->parameters.size());
+                *hasOther = *hasOther || !m_memory->mayComeLate(id, packet->parameters.size());
             }
         }
     }
     const std::string rate = " at " + std::to_string(m_bitRate) + " bit/s";
-    if (misfit || m_reader.leftoverBytes() > kMostNoiseBytes)
+    if (*hasOther || m_reader.leftoverBytes() > kMostNoiseBytes)
         return failure(request, ErrorKind::Damaged, "a damaged answer" + rate,
                        "check the cable, the baud number, and whether two servos have this ID");
     return failure(request, ErrorKind::Silence, "no answer" + rate,
@@ -225,7 +289,7 @@ bool DxlBus::isAnswer(const StatusPacket& packet, const Request& request) const
     // A refused read is answered like a write, whose late answer it must not be.
     const bool refusal = packet.error != 0 && packet.parameters.empty();
     return packet.parameters.size() == request.answerParameters ||
-           (refusal && !m_late->mayCome(packet.id, 0));
+           (refusal && !m_memory->mayComeLate(packet.id, 0));
 }
 
 std::optional<Error> DxlBus::receive(const Request& request, Time deadline)
@@ -241,15 +305,16 @@ std::optional<Error> DxlBus::receive(const Request& request, Time deadline)
 void DxlBus::expectLateAnswer(const Request& request)
 {
     const Time until = Time::now() + kLongestLateness + m_adapterDelay;
-    m_late->expect(request.packet.id, request.answerParameters, until);
-    if (m_lineEchoes) m_late->expect(request.packet.id, request.packet.parameters.size(), until);
+    m_memory->expectLate(request.packet.id, request.answerParameters, until);
+    if (m_lineEchoes)
+        m_memory->expectLate(request.packet.id, request.packet.parameters.size(), until);
 }
 
 std::optional<Error> DxlBus::awaitLateAnswer(const Request& request)
 {
     const uint8_t id = request.packet.id;
-    while (m_late->mayCome(id, request.answerParameters)) {
-        const auto error = receive(request, m_late->until(id, request.answerParameters));
+    while (m_memory->mayComeLate(id, request.answerParameters)) {
+        const auto error = receive(request, m_memory->lateUntil(id, request.answerParameters));
         m_reader.reset();
         if (error && !isSilence(error)) return error;
     }

@@ -7,11 +7,11 @@
 #include <utility>
 
 #include "bus_log.h"
+#include "bus_memory.h"
 #include "common/recursive_mutex.h"
 #include "common/time.h"
 #include "devices/dynamixel/dxl_codec.h"
 #include "devices/serial/device_line.h"
-#include "late_answers.h"
 
 namespace quill::dynamixel
 {
@@ -67,8 +67,13 @@ class DxlBus
     [[nodiscard]] std::optional<Error> ask(const Request& request, StatusPacket* answer);
     [[nodiscard]] std::optional<Error> exchange(const Request& request, StatusPacket* answer);
     [[nodiscard]] std::optional<Error> send(const Request& request, Time deadline);
+    /// @param hasOther  whether an answer of this servo came that nobody asked for
     [[nodiscard]] std::optional<Error> awaitAnswer(const Request& request, StatusPacket* answer,
-                                                   Time deadline);
+                                                   bool* hasOther, Time deadline);
+    /// Behind the answer, unless the servo is known to be alone: does another one answer too?
+    [[nodiscard]] std::optional<Error> listenForAnother(const Request& request, bool hasOther);
+    void takeStrays();
+    void noteStray(const StatusPacket& packet);
     [[nodiscard]] std::optional<Error> receive(const Request& request, Time deadline);
 
     bool isWorthRepeating(const Error& error) const;
@@ -90,7 +95,7 @@ class DxlBus
     StatusReader m_reader{3};  ///< a request for a word, which an adapter may echo, has most
     Time m_lineFree;           ///< when what was sent and needs no answer has left
 
-    std::shared_ptr<LateAnswers> m_late;  ///< of the open line
+    std::shared_ptr<BusMemory> m_memory;  ///< of the open line
     std::shared_ptr<RecursiveMutex> m_lock;
     bool m_silenceExpected = false;
     bool m_lineLost = false;

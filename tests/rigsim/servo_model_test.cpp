@@ -184,6 +184,9 @@ TEST(ServoBusModel, ShowsTheFaultsOfItsLine)
         {"servos.noise", "2274: 5C FF FF 01 02 00 FC, 102274: F6 FF FF 01 02 00 FC"},
         {"servos.cut=2", "2099: FF FF 01 02 00 FC, 101574: FF FF 01"},
         {"servos.wrong-checksum=2", "2099: FF FF 01 02 00 FC, 102099: FF FF 01 02 00 FD"},
+        {"servos.twin=1",
+         "2099: FF FF 01 02 00 FC, 3149: FF FF 01 02 00 FC, 102099: FF FF 01 02 00 FC, "
+         "103149: FF FF 01 02 00 FC"},
         {"servos.drop=2", "2099: FF FF 01 02 00 FC"},
         {"servos.return-delay=254", "2607: FF FF 01 02 00 FC, 102607: FF FF 01 02 00 FC"},
         {"servos.echo",

@@ -149,6 +149,8 @@ const std::vector<FaultKind>& faultKinds()
          "reports overload; torque is off while register 18 has 32"},
         {"servos.overheating", Value::ServoId, kTiltServo,
          "reports overheating; torque is off while register 18 has 4"},
+        {"servos.twin", Value::ServoId, kTiltServo,
+         "a second servo has this ID too, at other positions"},
         {"servos.lost", Value::ServoId, kTiltServo, "is not on the line"},
         {"servos.wrong-id", Value::ServoId, kTiltServo, "register 3 reads one more than its ID"},
         {"servos.no-power", Value::Seconds, 0, "no servo has power from that time on"},

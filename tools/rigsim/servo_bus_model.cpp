@@ -16,6 +16,14 @@ constexpr unsigned kFirstBitRate = 57143;  // until a program sets one
 // A servo forgets the beginning of a packet when nothing follows for that long.
 constexpr Duration kLongestGap = quill::milliseconds(100);
 
+// It answers earlier than a servo as the maker delivers it.
+ServoSetup twinOf(ServoSetup setup)
+{
+    setup.returnDelay = 100;
+    setup.cwLimit = static_cast<uint16_t>(setup.cwLimit + 29);
+    return setup;
+}
+
 }  // namespace
 
 std::vector<ServoSetup> defaultServos()
@@ -36,7 +44,10 @@ ServoBusModel::ServoBusModel(const std::vector<ServoSetup>& servos, const Faults
       m_cable(faults, "servos"),
       m_bitRate(kFirstBitRate)
 {
-    for (const ServoSetup& setup : servos) m_servos.emplace_back(setup, faults);
+    for (const ServoSetup& setup : servos) {
+        m_servos.emplace_back(setup, faults);
+        if (faults.count("servos.twin") == setup.id) m_servos.emplace_back(twinOf(setup), faults);
+    }
     if (const auto span = faults.span("servos.no-power")) m_powerLoss = Time() + *span;
 }
 

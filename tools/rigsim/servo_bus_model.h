@@ -29,7 +29,7 @@ class ServoBusModel : public SerialModel
     bool isReceiving() const override { return !m_inbox.empty(); }
     bool isUnplugged(Time now) const override { return m_cable.isPulled(now); }
 
-    /// One entry a servo, in the order of the setup.
+    /// One entry a servo, in the order of the setup; a twin follows the one whose ID it has.
     std::vector<ServoState> states(Time now) const;
     /// The requests that a servo has listened to, damaged ones too, in order, the last 1000 at
     /// most.
