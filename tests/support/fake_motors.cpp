@@ -39,12 +39,12 @@ class FakeMotor final : public quill::DynamixelMotor
     int getCWAngleLimit() const override
     {
         note("cw");
-        return fakeMotors.readLimit(m_id, fakeMotors.cwLimit[index()]);
+        return fakeMotors.cwLimit[index()];
     }
     int getCCWAngleLimit() const override
     {
         note("ccw");
-        return fakeMotors.readLimit(m_id, fakeMotors.ccwLimit[index()]);
+        return fakeMotors.ccwLimit[index()];
     }
 
   private:

@@ -16,7 +16,6 @@ struct FakeMotors
     std::string openError;  ///< not empty: the bus cannot be opened
     std::array<int, 2> cwLimit = {0, 0};
     std::array<int, 2> ccwLimit = {4095, 4095};
-    std::function<int(int id, int limit)> readLimit = [](int, int limit) { return limit; };
     std::function<int(int id, int goal)> position = [](int, int goal) { return goal; };
     std::function<bool(int id)> stops = [](int) { return true; };
     std::function<int(int id)> realId = [](int id) { return id; };
