@@ -22,6 +22,8 @@ using quill::seconds;
 
 constexpr auto kLaserBound = seconds(3);
 constexpr auto kRestBound = seconds(10);
+/// What the program waits longer for an answer, since a computer that is busy is no silent servo.
+constexpr const char* kLineDelay_ms = "1000";
 constexpr int kLowEnd = 1000;
 constexpr int kHighEnd = 3000;
 
@@ -34,6 +36,8 @@ struct Ending
     Reader reader;
     std::vector<int> signals;
     int status;
+    std::vector<int> later = {};  ///< signals when the laser is off
+    bool lineIsWanted = false;    ///< by another program, from the moment on
 };
 
 /// A reader of what the program writes, in the middle of a pipe that holds little.
@@ -46,11 +50,16 @@ class PipeReader
         ::fcntl(m_pipe[0], F_SETFD, FD_CLOEXEC);
         ::fcntl(m_pipe[0], F_SETFL, O_NONBLOCK);
         ::fcntl(m_pipe[1], F_SETPIPE_SZ, 4096);
+        // An opening of its own, since the program's may not become one that does not block.
+        const std::string end = "/proc/self/fd/" + std::to_string(m_pipe[1]);
+        m_filler = ::open(end.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+        EXPECT_GE(m_filler, 0);
     }
     ~PipeReader()
     {
         stop();
         for (const int end : m_pipe) ::close(end);
+        ::close(m_filler);
     }
     PipeReader(const PipeReader&) = delete;
     PipeReader& operator=(const PipeReader&) = delete;
@@ -78,9 +87,42 @@ class PipeReader
         stop();
         ::close(std::exchange(m_pipe[0], -1));
     }
+    /// Whoever writes next waits.
+    void stall()
+    {
+        stop();
+        while (::write(m_filler, "", 1) == 1) continue;
+    }
 
   private:
     std::array<int, 2> m_pipe{-1, -1};
+    int m_filler = -1;
+    std::atomic<bool> m_stops = false;
+    std::thread m_thread;
+};
+
+/// Another program, which takes a line as soon as it gets it.
+class LineTaker
+{
+  public:
+    explicit LineTaker(const std::string& path)
+        : m_thread([this, path] {
+              const int line = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+              while (!m_stops && ::flock(line, LOCK_EX | LOCK_NB) != 0)
+                  std::this_thread::sleep_for(std::chrono::milliseconds(1));
+              while (!m_stops) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+              ::close(line);
+          })
+    {}
+    ~LineTaker()
+    {
+        m_stops = true;
+        m_thread.join();
+    }
+    LineTaker(const LineTaker&) = delete;
+    LineTaker& operator=(const LineTaker&) = delete;
+
+  private:
     std::atomic<bool> m_stops = false;
     std::thread m_thread;
 };
@@ -96,18 +138,19 @@ class Endings : public testing::TestWithParam<Ending>
         if (const size_t place = redirection.find('N'); place != std::string::npos)
             redirection.replace(place, 1, std::to_string(reader.writeEnd()));
         support::Process tool({"/bin/bash", "-c", "exec \"$@\" " + redirection, "bash", RIGTOOL,
-                               "--log-level", "6", "--line-delay", "50", "-t",
+                               "--log-level", "6", "--line-delay", kLineDelay_ms, "-t",
                                "device=" + m_rig.servosPath(), "-t", "commands=" + command});
         reader.start();
         awaitMoment();
+        std::optional<LineTaker> taker;
+        if (GetParam().lineIsWanted) taker.emplace(m_rig.laserPath());
         if (GetParam().reader == Reader::Goes) reader.leave();
-        if (GetParam().reader == Reader::Stalls) {
-            reader.stop();
-            std::this_thread::sleep_for(std::chrono::milliseconds(300));  // the pipe gets full
-        }
+        if (GetParam().reader == Reader::Stalls) reader.stall();
         for (const int signal : GetParam().signals) tool.signal(signal);
         const auto isOff = [](const auto& laser) { return !laser.isOn; };
         EXPECT_TRUE(m_rig.waitForLaser(isOff, kLaserBound));
+        for (const int signal : GetParam().later) tool.signal(signal);
+        taker.reset();
         EXPECT_EQ(tool.wait().status, GetParam().status);
         for (const auto& line : m_rig.lines()) EXPECT_TRUE(isFree(line.path)) << line.device;
     }
@@ -123,6 +166,17 @@ class Endings : public testing::TestWithParam<Ending>
         const bool isFree = line >= 0 && ::flock(line, LOCK_EX | LOCK_NB) == 0;
         ::close(line);
         return isFree;
+    }
+
+    void endTheWholeRigTest()
+    {
+        run("test(" + m_rig.cameraPath() + "," + m_rig.servosPath() + "," + m_rig.laserPath() + ")",
+            [this] {
+                const auto isOn = [](const auto& laser) { return laser.isOn; };
+                ASSERT_TRUE(m_rig.waitForLaser(isOn, seconds(60)));
+            });
+        EXPECT_EQ(m_rig.laserState().packets, 2) << "on, then off";
+        for (const int id : {1, 2}) EXPECT_EQ(m_rig.servoState(id).goal, 2048) << "back";
     }
 
     void awaitSwing() const
@@ -150,13 +204,7 @@ class Endings : public testing::TestWithParam<Ending>
 
 TEST_P(Endings, OfTheWholeRigTest)
 {
-    run("test(" + m_rig.cameraPath() + "," + m_rig.servosPath() + "," + m_rig.laserPath() + ")",
-        [this] {
-            const auto isOn = [](const auto& laser) { return laser.isOn; };
-            ASSERT_TRUE(m_rig.waitForLaser(isOn, seconds(60)));
-        });
-    EXPECT_EQ(m_rig.laserState().packets, 2) << "on, then off";
-    for (const int id : {1, 2}) EXPECT_EQ(m_rig.servoState(id).goal, 2048) << "back";
+    endTheWholeRigTest();
 }
 
 TEST_P(Endings, OfAMotorTest)
@@ -174,6 +222,15 @@ TEST_P(EndingsOfAPrecisionTest, ByItsResults)
     run("dxlprecisiontest(2)", [this] { awaitSwing(); });
 }
 
+/// The program itself can do nothing more.
+class EndingsOfTheWholeRigTest : public Endings
+{};
+
+TEST_P(EndingsOfTheWholeRigTest, ByTheLasersGuard)
+{
+    endTheWholeRigTest();
+}
+
 const auto nameOf = [](const auto& ending) { return ending.param.name; };
 
 INSTANTIATE_TEST_SUITE_P(
@@ -183,6 +240,17 @@ INSTANTIATE_TEST_SUITE_P(
                     Ending{
                         "LogReaderStopsAndCtrlC", "2>&N", Reader::Stalls, {SIGINT}, 128 + SIGINT},
                     Ending{"DescriptorsClosed", "<&- >&- 2>&-", Reader::Stays, {}, 0}),
+    nameOf);
+
+INSTANTIATE_TEST_SUITE_P(
+    , EndingsOfTheWholeRigTest,
+    testing::Values(
+        Ending{"Killed", "", Reader::Stays, {SIGKILL}, 128 + SIGKILL},
+        Ending{"Stopped", "", Reader::Stays, {SIGTSTP}, 128 + SIGKILL, {SIGKILL}},
+        Ending{"StoppedAndContinued", "", Reader::Stays, {SIGTSTP}, 0, {SIGCONT}},
+        Ending{"LogReaderStops", "2>&N", Reader::Stalls, {}, 128 + SIGTERM, {SIGTERM}},
+        Ending{"LineWanted", "", Reader::Stays, {}, 0, {}, true},
+        Ending{"LineWantedAndKilled", "", Reader::Stays, {SIGKILL}, 128 + SIGKILL, {}, true}),
     nameOf);
 
 INSTANTIATE_TEST_SUITE_P(
