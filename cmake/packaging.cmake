@@ -1,4 +1,4 @@
-# `cmake --install` and the Debian packages: rigtool, the program; rigtool-kinect, its module, which needs
+# `cmake --install` and the Debian packages: rigtool, the programs rigtool and rigsetup; rigtool-kinect, its module, which needs
 # OpenCV and with it some 120 packages more; rigsim. Programs in bin, their libraries in lib/rigtool, as
 # in the build tree; what is compressed or made from templates is in build/PRESET/package.
 set(package_folder ${CMAKE_BINARY_DIR}/package)
@@ -29,6 +29,7 @@ add_custom_command(OUTPUT ${package_folder}/rigsim.1
     DEPENDS rigsim ${package_sources}/insert-help ${man_sources}/rigsim.1.in VERBATIM)
 rig_compress(${package_folder}/rigsim.1 rigsim.1)
 rig_compress(${man_sources}/rigtool.1 rigtool.1)
+rig_compress(${man_sources}/rigsetup.1 rigsetup.1)
 rig_compress(${man_sources}/rigtool-plot-precision.1 rigtool-plot-precision.1)
 add_custom_target(package_files ALL DEPENDS ${package_files})
 
@@ -40,8 +41,8 @@ set_target_properties(${private_libraries} PROPERTIES INSTALL_RPATH "$ORIGIN")
 # Built with the run path that they are installed with, since the folders stand to each other alike.
 # Otherwise room is kept for the longer of the two by colons at its end, and to the loader an empty
 # entry is the folder that the user happens to stand in.
-set_target_properties(rigtool rigsim ${private_libraries} PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
-add_custom_target(installed DEPENDS rigtool rigsim ${private_libraries} package_files)
+set_target_properties(rigtool rigsetup rigsim ${private_libraries} PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
+add_custom_target(installed DEPENDS rigtool rigsetup rigsim ${private_libraries} package_files)
 
 # Directories of a package are open to all, whatever the umask of who builds it.
 set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
@@ -56,13 +57,15 @@ function(rig_install_notes package)
         DESTINATION share/lintian/overrides RENAME ${package} COMPONENT ${package})
 endfunction()
 
-install(TARGETS rigtool RUNTIME DESTINATION bin COMPONENT rigtool)
+install(TARGETS rigtool rigsetup RUNTIME DESTINATION bin COMPONENT rigtool)
 install(TARGETS quill calibration_files LIBRARY DESTINATION lib/rigtool COMPONENT rigtool)
 install(PROGRAMS scripts/plot-precision DESTINATION bin RENAME rigtool-plot-precision COMPONENT rigtool)
 install(FILES ${package_sources}/60-rigtool.rules DESTINATION lib/udev/rules.d COMPONENT rigtool)
 install(FILES ${package_sources}/completion.bash
     DESTINATION share/bash-completion/completions RENAME rigtool COMPONENT rigtool)
-install(FILES ${package_folder}/rigtool.1.gz ${package_folder}/rigtool-plot-precision.1.gz
+install(FILES ${package_sources}/completion.bash
+    DESTINATION share/bash-completion/completions RENAME rigsetup COMPONENT rigtool)
+install(FILES ${package_folder}/rigtool.1.gz ${package_folder}/rigsetup.1.gz ${package_folder}/rigtool-plot-precision.1.gz
     DESTINATION share/man/man1 COMPONENT rigtool)
 # The README and all that it has links to.
 install(FILES README.md CONTRIBUTING.md DESTINATION share/doc/rigtool COMPONENT rigtool)
@@ -111,7 +114,7 @@ rig_describe(rigtool "service and test tool for a pan-tilt-zoom camera rig"
 "rigtool drives the devices of a camera rig from the command line: a VISCA
 camera, Dynamixel servos, a laser behind a serial relay, the CBUS pins of
 FT232R adapters and a Kinect v2. It moves, reads, scans, measures and tests
-them, one device or the whole rig.
+them, one device or the whole rig. rigsetup sets up the devices of a new rig.
 .
 The package rigtool-kinect has what the Kinect needs; rigsim is a simulated
 rig that stands in where no hardware is attached.")

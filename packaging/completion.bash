@@ -1,4 +1,4 @@
-# bash completion for rigtool and rigsim. Commands, options, settings and faults are those that the
+# bash completion for rigtool, rigsetup and rigsim. Commands, options, settings and faults are those that the
 # program tells; it does so in milliseconds.
 
 # What a program's --help tells.
@@ -128,6 +128,28 @@ _rigtool()
     esac
 }
 
+_rigsetup_subcommands()
+{
+    _rigtool_help "$1" | sed -n '/^Subcommands:/,/^$/s/^  \([a-z][^ ]*\).*/\1/p'
+}
+
+_rigsetup()
+{
+    local previous name typed quote kept subcommand=${COMP_WORDS[1]}
+    COMPREPLY=()
+    _rigtool_cut
+    if [[ $COMP_CWORD -eq 1 ]]; then
+        _rigtool_reply "$(_rigsetup_subcommands "$1") $(_rigtool_options "$1")"
+        return
+    fi
+    case $previous in
+        --device) _rigtool_reply "$(_rigtool_devices)" ;;
+        --power) _rigtool_reply "on standby" ;;
+        *) _rigtool_reply "$("${1/#\~/$HOME}" "$subcommand" --help 2>/dev/null |
+            sed -n 's/^  \(-[^ ]*\).*/\1/p' | tr , '\n')" ;;
+    esac
+}
+
 _rigsim()
 {
     local previous name typed quote kept i
@@ -149,4 +171,5 @@ _rigsim()
 }
 
 complete -F _rigtool rigtool
+complete -F _rigsetup rigsetup
 complete -F _rigsim rigsim

@@ -72,7 +72,7 @@ class Search
         // all: address set and interface clear.
         const int expected = m_foundBy == By::Address ? 1 : 2;
         const bool isInquiryOwed = m_hasInquired && m_foundBy == By::Address;
-        return {!m_isCleared && m_otherAnswers < expected,
+        return {!m_isCleared && m_otherAnswers < expected, m_cameras,
                 m_isDisturbed || isInquiryOwed || m_line.isDisturbed()};
     }
 
@@ -117,6 +117,7 @@ class Search
     {
         if (nextAddress > 1) {
             m_foundBy = By::Address;
+            m_cameras = nextAddress - 1;
             m_otherAnswers = 0;  // what came before is of an earlier attempt
         } else {
             m_lineEchoes = m_echoAwaited = true;  // our own packet; a camera's has a higher address
@@ -125,6 +126,7 @@ class Search
 
     ReplyLine& m_line;
     By m_foundBy = By::Nothing;
+    int m_cameras = 0;
     bool m_hasInquired = false;
     bool m_isCleared = false;
     int m_otherAnswers = 0;  // refusals and acknowledgements

@@ -12,6 +12,7 @@ namespace quill::visca
 struct FoundCamera
 {
     bool isClearOwed = false;  ///< interface clear is not answered, which may still come
+    int cameras = 0;           ///< on the line; 0 where address set was not answered
     bool isDisturbed = false;  ///< more came than a camera at rest answers: more may be under way
 };
 

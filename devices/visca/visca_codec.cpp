@@ -102,6 +102,21 @@ Bytes zoomInquiry()
     return {kToCamera, 0x09, 0x04, 0x47, kTerminator};
 }
 
+Bytes powerInquiry()
+{
+    return {kToCamera, 0x09, 0x04, 0x00, kTerminator};
+}
+
+Bytes versionInquiry()
+{
+    return {kToCamera, 0x09, 0x00, 0x02, kTerminator};
+}
+
+Bytes power(bool on)
+{
+    return {kToCamera, 0x01, 0x04, 0x00, on ? kPowerOn : kStandby, kTerminator};
+}
+
 std::optional<Bytes> panTiltAbsolute(int panSpeed, int tiltSpeed, int pan, int tilt)
 {
     using Field = std::numeric_limits<int16_t>;
@@ -173,11 +188,24 @@ uint16_t decodeNibbles(const Bytes& data, size_t offset)
     return static_cast<uint16_t>(value);
 }
 
+Version decodeVersion(const Bytes& data)
+{
+    const auto word = [&](size_t at) {
+        return static_cast<uint16_t>(data[at] << 8 | data[at + 1]);
+    };
+    return {word(0), word(2), word(4), data[6]};
+}
+
+bool isInquiryAnswer(const Reply& reply, size_t dataBytes)
+{
+    return reply.kind == ReplyKind::Completion && reply.socket == 0 &&
+           reply.data.size() == dataBytes;
+}
+
 bool isPosition(const Reply& reply, size_t dataBytes)
 {
     const auto isNibble = [](uint8_t byte) { return byte <= 0x0F; };
-    return reply.kind == ReplyKind::Completion && reply.socket == 0 &&
-           reply.data.size() == dataBytes &&
+    return isInquiryAnswer(reply, dataBytes) &&
            std::all_of(reply.data.begin(), reply.data.end(), isNibble);
 }
 

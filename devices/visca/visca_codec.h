@@ -52,6 +52,9 @@ Bytes interfaceClear();  ///< IF_Clear, broadcast: 88 01 00 01 FF
 Bytes panTiltReset();    ///< Pan-tiltDrive Reset: 81 01 06 05 FF
 Bytes panTiltInquiry();  ///< Pan-tiltPosInq: 81 09 06 12 FF
 Bytes zoomInquiry();     ///< CAM_ZoomPosInq: 81 09 04 47 FF
+Bytes powerInquiry();    ///< CAM_PowerInq: 81 09 04 00 FF
+Bytes versionInquiry();  ///< CAM_VersionInq: 81 09 00 02 FF
+Bytes power(bool on);    ///< CAM_Power: 81 01 04 00 02 FF on, 03 standby
 
 /// Pan-tiltDrive AbsolutePosition: 81 01 06 02 VV WW 0p 0p 0p 0p 0t 0t 0t 0t FF.
 /// @param panSpeed, tiltSpeed  the camera's scale, 1..kMaxPanSpeed and 1..kMaxTiltSpeed
@@ -106,10 +109,28 @@ std::optional<Reply> parseReply(const Bytes& packet);
 constexpr size_t kPanTiltDataBytes = 8;  ///< 0p 0p 0p 0p 0t 0t 0t 0t
 constexpr size_t kZoomDataBytes = 4;     ///< 0z 0z 0z 0z
 
+constexpr size_t kPowerDataBytes = 1;    ///< PowerState
+constexpr size_t kVersionDataBytes = 7;  ///< vendor, model, ROM revision, 16 bits each; sockets
+
+enum PowerState : uint8_t { kPowerOn = 0x02, kStandby = 0x03 };
+
+/// What the data of a version inquiry's reply say; the numbers are the vendor's own.
+struct Version
+{
+    uint16_t vendor = 0, model = 0, romRevision = 0;
+    int sockets = 0;  ///< orders that the camera can have under way
+};
+
+/// @param data  kVersionDataBytes
+Version decodeVersion(const Bytes& data);
+
 /// Four nibbles, high one first, as they stand in a packet.
 Bytes encodeNibbles(uint16_t value);
 /// @param data  at least offset + 4 nibbles
 uint16_t decodeNibbles(const Bytes& data, size_t offset);
+
+/// Whether it answers an inquiry: socket 0, data of this length.
+bool isInquiryAnswer(const Reply& reply, size_t dataBytes);
 
 /// Whether it answers a position inquiry: socket 0, data of this length, all of them nibbles.
 bool isPosition(const Reply& reply, size_t dataBytes);

@@ -39,6 +39,7 @@ std::optional<Error> Conversation::open(const std::string& device, Duration time
     FoundCamera found;
     if (auto error = findCamera(m_line, &found, deadline))
         return explain(*error, "find the camera");
+    m_cameras = found.cameras;
     if (found.isClearOwed) m_owed.push_back({"", false});
     if (!found.isDisturbed) return std::nullopt;
     // Completions of an earlier run and network changes may still be on their way.
@@ -131,7 +132,8 @@ std::optional<Error> Conversation::awaitCompletion(int order, const std::string&
 }
 
 std::optional<Error> Conversation::inquire(const Bytes& packet, const std::string& what,
-                                           size_t dataBytes, Bytes* data, Duration timeout)
+                                           size_t dataBytes, Bytes* data, Duration timeout,
+                                           IsAnswer isAnswer)
 {
     const Time deadline = m_line.line().deadlineIn(timeout);
     m_line.forget();
@@ -139,11 +141,11 @@ std::optional<Error> Conversation::inquire(const Bytes& packet, const std::strin
     if (auto error = awaitQuiet(Duration(), Time::now() + kWaitingRepliesTimeout))
         return explain(*error, what);
     if (auto error = m_line.send(packet, deadline)) return explain(*error, what);
-    return awaitAnswer(what, dataBytes, data, deadline);
+    return awaitAnswer(what, dataBytes, data, deadline, isAnswer);
 }
 
 std::optional<Error> Conversation::awaitAnswer(const std::string& what, size_t dataBytes,
-                                               Bytes* data, Time deadline)
+                                               Bytes* data, Time deadline, IsAnswer isAnswer)
 {
     std::optional<Reply> held;  // an error in doubt
     for (Time until = deadline;;) {
@@ -154,7 +156,7 @@ std::optional<Error> Conversation::awaitAnswer(const std::string& what, size_t d
             return refusal(what, held->error);
         }
         if (error) return explain(*error, what);
-        if (isPosition(reply, dataBytes)) {
+        if (isAnswer(reply, dataBytes)) {
             if (held) giveBack(*held, 0);
             *data = reply.data;
             return std::nullopt;

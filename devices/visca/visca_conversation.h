@@ -40,6 +40,9 @@ class Conversation
     const std::string& device() const { return m_line.line().path(); }
     int bitRate() const { return m_line.bitRate(); }
 
+    /// Number of cameras on the line; 0 where no camera has told it.
+    int cameras() const { return m_cameras; }
+
     [[nodiscard]] std::optional<Error> open(const std::string& device, Duration timeout);
 
     /// @param what   the command in words, for the error text
@@ -47,10 +50,15 @@ class Conversation
     [[nodiscard]] std::optional<Error> command(const Bytes& packet, const std::string& what,
                                                Until until, Duration timeout, int* order);
 
-    /// Asks for a position.
+    /// Whether a reply answers an inquiry whose data have that length: isPosition() or
+    /// isInquiryAnswer().
+    using IsAnswer = bool (*)(const Reply& reply, size_t dataBytes);
+
+    /// Asks for something, a position unless told otherwise.
     /// @param dataBytes  length of the reply's data; another length is not the reply
     [[nodiscard]] std::optional<Error> inquire(const Bytes& packet, const std::string& what,
-                                               size_t dataBytes, Bytes* data, Duration timeout);
+                                               size_t dataBytes, Bytes* data, Duration timeout,
+                                               IsAnswer isAnswer = isPosition);
 
     /// Those that have come to light since the last call.
     std::vector<LateRefusal> takeLateRefusals() { return std::exchange(m_lateRefusals, {}); }
@@ -71,7 +79,7 @@ class Conversation
     [[nodiscard]] std::optional<Error> awaitCompletion(int order, const std::string& what,
                                                        Time deadline);
     [[nodiscard]] std::optional<Error> awaitAnswer(const std::string& what, size_t dataBytes,
-                                                   Bytes* data, Time deadline);
+                                                   Bytes* data, Time deadline, IsAnswer isAnswer);
     [[nodiscard]] std::optional<Error> awaitFreeSocket(Time deadline);
     /// Reads and books replies until none has come for as long as `quiet`.
     [[nodiscard]] std::optional<Error> awaitQuiet(Duration quiet, Time deadline);
@@ -90,6 +98,7 @@ class Conversation
     Error explain(Error error, const std::string& what) const;
 
     ReplyLine m_line;
+    int m_cameras = 0;
     OrderBook m_orders;
     std::deque<Owed> m_owed;  ///< in the order in which they were sent
     std::vector<LateRefusal> m_lateRefusals;

@@ -37,6 +37,11 @@ offers "commands=laser( commands=laser(n) (-o nospace)" rigtool -t "'commands=la
 offers "commands=pantilt(1,2);resetptz" rigtool -t '"commands=pantilt(1,2);res'
 offers "*commands=kinect *" rigtool -t "'comm"
 
+offers "camera" rigsetup cam
+offers "--power" rigsetup camera --po
+offers "on" rigsetup camera --power o
+offers "/dev/ttyUSB1" rigsetup camera --device = /dev/ttyUSB1
+
 offers "camera.slow= (-o nospace)" rigsim --fault camera.slo
 offers "camera.cut camera.cut=" rigsim --speed 2 --fault = camera.cu
 offers "*laser.stuck laser.unplug= *" rigsim --fault laser.

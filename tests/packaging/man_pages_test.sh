@@ -6,6 +6,7 @@ set -u
 source=$1
 programs=$2/bin
 rigtool_page=$source/docs/man/rigtool.1
+rigsetup_page=$source/docs/man/rigsetup.1
 rigsim_page=$2/package/rigsim.1
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -38,10 +39,15 @@ compare()
 
 help_options()
 {
-    "$programs/$1" --help | sed -n 's/^  \(-[^ ]*\).*/\1/p' | tr , '\n'
+    "$programs/$1" ${2:+"$2"} --help | sed -n 's/^  \(-[^ ]*\).*/\1/p' | tr , '\n'
 }
 
-for page in "$rigtool_page" "$rigsim_page" "$source/docs/man/rigtool-plot-precision.1"; do
+subcommands()
+{
+    "$programs/rigsetup" --help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z][^ ]*\).*/\1/p'
+}
+
+for page in "$rigtool_page" "$rigsetup_page" "$rigsim_page" "$source/docs/man/rigtool-plot-precision.1"; do
     LC_ALL=C.UTF-8 MANROFFSEQ= man --warnings -E UTF-8 -l -Tutf8 -Z "$page" 2>"$work/warnings" >/dev/null || status=1
     [ ! -s "$work/warnings" ] || { cat "$work/warnings"; status=1; }
 done
@@ -51,6 +57,12 @@ help_options rigtool | compare "options of rigtool"
 
 terms "$rigtool_page" SETTINGS | names >"$work/page"
 "$programs/rigtool" --help | sed -n '/^Settings:/,/^$/s/^  \([^ ]*\) .*/\1/p' | compare "settings"
+
+terms "$rigsetup_page" OPTIONS | names | uniq >"$work/page"
+{ help_options rigsetup; for name in $(subcommands); do help_options rigsetup "$name"; done; } | tr , '\n' |
+    sort -u | compare "options of rigsetup"
+sed -n '/^\.SH SUBCOMMANDS/,/^\.SH OPTIONS/s/^\.SS //p' "$rigsetup_page" | sort >"$work/page"
+subcommands | compare "subcommands"
 
 terms "$rigsim_page" OPTIONS | names >"$work/page"
 help_options rigsim | compare "options of rigsim"

@@ -17,6 +17,16 @@ TEST(ViscaCommands, PutSignedPositionsIntoNibbles)
     EXPECT_EQ(zoomDirect(65535), (Bytes{0x81, 1, 4, 0x47, 0xF, 0xF, 0xF, 0xF, 0xFF}));
 }
 
+TEST(ViscaSetup, ReadsTheVersionAndSwitchesThePower)
+{
+    const Version version = decodeVersion({0x00, 0x20, 0x05, 0x1F, 0x03, 0x82, 2});
+    EXPECT_EQ(version.vendor, 0x0020);
+    EXPECT_EQ(version.model, 0x051F);
+    EXPECT_EQ(version.romRevision, 0x0382);
+    EXPECT_EQ(power(true), (Bytes{0x81, 1, 4, 0, 2, 0xFF}));
+    EXPECT_EQ(power(false), (Bytes{0x81, 1, 4, 0, 3, 0xFF}));
+}
+
 TEST(ViscaCommands, ValuesThatDoNotFitTheirFieldGiveNoPacket)
 {
     const struct

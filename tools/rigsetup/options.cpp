@@ -1,0 +1,108 @@
+#include "tools/rigsetup/options.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <functional>
+#include <map>
+
+namespace rigsetup
+{
+namespace
+{
+
+constexpr const char* kSummary = "Sets up the devices of a new pan-tilt-zoom camera rig.";
+constexpr const char* kOn = "on";
+constexpr const char* kStandby = "standby";
+
+/// What the parser fills and what is made of it when it has.
+class Parser
+{
+  public:
+    Parser() : m_app(kSummary, "rigsetup")
+    {
+        m_app.require_subcommand(1);
+        m_app.set_version_flag("--version", "rigsetup " VERSION, "Show the version and exit");
+        m_app.footer(
+            "Each subcommand has its own --help; man rigsetup tells everything.\n\n"
+            "Exit status: 0 done, 1 failed or not agreed to, 2 wrong usage.");
+        addCamera();
+    }
+
+    std::variant<Options, UsageError, InformationText> parse(
+        const std::vector<std::string>& arguments)
+    {
+        try {
+            std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
+            m_app.parse(reversed);
+        } catch (const CLI::CallForHelp&) {
+            return InformationText{helpOfChosen()};
+        } catch (const CLI::CallForVersion& version) {
+            return InformationText{std::string(version.what()) + "\n"};
+        } catch (const CLI::ParseError& error) {
+            return usageError(error.what());
+        }
+        m_finish();
+        return m_options;
+    }
+
+  private:
+    CLI::App* addSubcommand(const std::string& name, const std::string& summary)
+    {
+        CLI::App* sub = m_app.add_subcommand(name, summary);
+        sub->add_flag("--dry-run", m_options.isDryRun,
+                      "Tell what would be changed, change nothing");
+        sub->add_flag("--yes", m_options.isAgreed, "Change without asking");
+        sub->add_flag_callback(
+            "-v", [this] { m_options.logLevel = quill::kWire; },
+            "Show the bytes on the lines on standard error");
+        return sub;
+    }
+
+    void addCamera()
+    {
+        CLI::App* sub = addSubcommand(
+            "camera", "Show vendor, model, ROM, power, address and bit rate of a VISCA camera");
+        sub->add_option("--device", m_camera.device, "Serial line of the camera (/dev/ttyUSB0)")
+            ->type_name("TTY");
+        sub->add_option("--power", m_power, "Switch the camera on or to standby")
+            ->type_name("on|standby")
+            ->check(CLI::IsMember({kOn, kStandby}).description(""));
+        sub->callback([this] {
+            m_finish = [this] {
+                if (!m_power.empty()) m_camera.power = m_power == kOn;
+                m_options.subcommand = m_camera;
+            };
+        });
+    }
+
+    std::string helpOfChosen() const
+    {
+        const auto chosen = m_app.get_subcommands();
+        return chosen.empty() ? m_app.help() : chosen.front()->help("rigsetup");
+    }
+
+    UsageError usageError(const std::string& culprit) const
+    {
+        const auto chosen = m_app.get_subcommands();
+        const std::string name = chosen.empty() ? "" : " " + chosen.front()->get_name();
+        return {fmt::format("rigsetup{0}: {1}\nrigsetup{0} --help shows what is valid\n", name,
+                            culprit)};
+    }
+
+    CLI::App m_app;
+    Options m_options;
+    std::function<void()> m_finish;
+    CameraOptions m_camera;
+    std::string m_power;
+};
+
+}  // namespace
+
+std::variant<Options, UsageError, InformationText> parseOptions(
+    const std::vector<std::string>& arguments)
+{
+    return Parser().parse(arguments);
+}
+
+}  // namespace rigsetup

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "common/logging.h"
+
+namespace rigsetup
+{
+
+/// `rigsetup camera`
+struct CameraOptions
+{
+    std::string device = "/dev/ttyUSB0";
+    std::optional<bool> power;  ///< true: on; false: standby; nothing: look only
+};
+
+struct Options
+{
+    std::variant<CameraOptions> subcommand;
+    bool isDryRun = false;
+    bool isAgreed = false;  ///< --yes
+    int logLevel = quill::kWarning;
+};
+
+/// A wrong command line: what to print on stderr.
+struct UsageError
+{
+    std::string text;
+};
+
+/// The command line asked for help or the version: what to print on stdout.
+struct InformationText
+{
+    std::string text;
+};
+
+/// @param arguments  those of main without the first
+std::variant<Options, UsageError, InformationText> parseOptions(
+    const std::vector<std::string>& arguments);
+
+}  // namespace rigsetup
