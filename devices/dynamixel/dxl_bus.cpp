@@ -119,12 +119,7 @@ bool DxlBus::write(int id, int address, int value, Width width)
     // A write is not repeated to be sure of its answer, so late ones must have come before.
     auto error = awaitLateAnswer(request);
     if (!error) error = exchange(request, &answer);
-    if (isSilence(error)) {
-        QUILL_LOG(kTrace, kCategory)
-            << m_line.path() << ": " << what
-            << ": no status (a servo with status return level 0 or 1 sends none)";
-        return true;
-    }
+    if (isSilence(error)) error = seekServo(request, &answer);
     if (!error && (answer.error & kRefusalBits) != 0)
         error = failure(request, ErrorKind::Refused, "the servo reports " + errorText(answer.error),
                         "");
@@ -134,6 +129,26 @@ bool DxlBus::write(int id, int address, int value, Width width)
     }
     m_log.tellAlarms(id, m_line.path() + ": " + what, answer.error);
     return true;
+}
+
+// A write is not repeated to know more: it may have been taken. A servo with status return level 0
+// or 1 answers a ping alone.
+std::optional<Error> DxlBus::seekServo(const Request& write, StatusPacket* answer)
+{
+    const std::string id = std::to_string(write.packet.id);
+    const Request ping = {{write.packet.id, kPing, {}}, 0, "ping ID " + id};
+    auto error = exchange(ping, answer);
+    for (int i = 0; i < kMostRepetitions && isSilence(error); ++i) error = exchange(ping, answer);
+    if (isSilence(error))
+        return failure(write, ErrorKind::Silence,
+                       "no servo with ID " + id + " answers at " + std::to_string(m_bitRate) +
+                           " bit/s: not written, or not known",
+                       "check power, ID and baud number");
+    if (error && error->kind != ErrorKind::Damaged) return error;
+    QUILL_LOG(kTrace, kCategory)
+        << m_line.path() << ": " << write.what
+        << ": no status (a servo with status return level 0 or 1 sends none)";
+    return std::nullopt;
 }
 
 std::optional<Error> DxlBus::ask(const Request& request, StatusPacket* answer)

@@ -40,8 +40,8 @@ class DxlBus
     /// @return the register's value, or -1, logged: no answer, damaged, refused, out of range
     int read(int id, int address, Width width);
 
-    /// @return false, logged: refused, damaged answer, out of range. True when the servo took the
-    /// value or, not set to answer writes, gave no sign.
+    /// @return false, logged: refused, damaged answer, out of range, no servo there. True when the
+    /// servo took the value or, not set to answer writes, answered a ping.
     bool write(int id, int address, int value, Width width);
 
     /// A servo that does not answer is then no failure but tracing detail, and is not asked again.
@@ -63,6 +63,10 @@ class DxlBus
 
     // All of these: answer has no parameters when the servo refused: the error bits say why.
 
+    /// After a write that was not answered.
+    /// @param answer  the late one to the write, or the one to a ping
+    /// @return the write's failure, when no servo with its ID answers a ping
+    [[nodiscard]] std::optional<Error> seekServo(const Request& write, StatusPacket* answer);
     /// As exchange(), for a request that may be repeated: is.
     [[nodiscard]] std::optional<Error> ask(const Request& request, StatusPacket* answer);
     [[nodiscard]] std::optional<Error> exchange(const Request& request, StatusPacket* answer);

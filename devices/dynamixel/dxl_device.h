@@ -32,9 +32,10 @@ class DxlDevice
     int dxl_read_byte(int id, int address);
     int dxl_read_word(int id, int address);  ///< low byte at `address`, high byte at the next one
 
-    /// Write request (instruction 3) for one register. A servo set to answer reads only (status
-    /// return level 0 or 1) gives no sign that it has taken the value; that is no failure.
-    /// @return 1, or 0: refused, a damaged answer, out of range, line lost
+    /// Write request (instruction 3) for one register. A servo set to answer no writes (status
+    /// return level 0 or 1) is asked with a ping whether it is there, and gives no sign that it has
+    /// taken the value; that is no failure.
+    /// @return 1, or 0: refused, a damaged answer, no servo there, out of range, line lost
     int dxl_write_byte(int id, int address, int value);
     int dxl_write_word(int id, int address, int value);
 

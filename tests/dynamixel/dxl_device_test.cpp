@@ -90,7 +90,11 @@ TEST_F(DxlDeviceTest, TakesTheAnswerToItsRequestAndNothingElse)
         {'b', "cut", {{{0xFF, 0xFF, 1, 3}}}, -1, "a damaged answer"},
         {'b', "refusal", {{{0xFF, 0xFF, 1, 2, 8, 0xF4}}}, -1, "the servo refuses: range"},
         {'g', "echo first", {{{0xFF, 0xFF, 1, 5, 3, 30, 0x88, 0x13, 0x3D}}, {kStatus}}, 1, ""},
-        {'g', "status return level 0 or 1", {}, 1, ""},
+        {'g',
+         "nobody there",
+         {},
+         0,
+         "no servo with ID 1 answers at 1000000 bit/s: not written, or not known"},
         {'g', "not taken", {{kAngleLimit}}, 0, "the goal is outside the angle limits"},
         {'g', "taken with an alarm", {{{0xFF, 0xFF, 1, 2, 32, 0xDC}}}, 1, "overload"},
     };
@@ -149,8 +153,8 @@ TEST_F(DxlDeviceTest, DoesNotTakeALateAnswerForTheNextOne)
         {{{{kAnswer}, {old}}}, {{kAnswer}}, "b1b", {0x20, 0x20}, 2},
         {{echoed, {}, echoed}, {{kWordAnswer}}, "bbW", {0x20, -1, 0x0120}, 4},  // late echo
         {{{}, {{old}, {kWordAnswer}}}, {}, "bW", {-1, 0x0120}, 2},
-        {{{}, {{kAngleLimit}, {kAnswer}}}, {}, "gb", {1, 0x20}, 2},  // the write's refusal
-        {{lateRefusal, {{kStatus}}}, {}, "gg", {1, 1}, 2},           // waits, and does not repeat
+        {{{}, {{kStatus}}, {{kAngleLimit}, {kAnswer}}}, {}, "gb", {1, 0x20}, 3},  // the write's
+        {{lateRefusal, {}}, {{kStatus}}, "gg", {0, 1}, 3},  // waits, and does not repeat
         {{{}, {{old}, {kAnswer}}}, {{kAnswer}}, "bob", {-1, 0x20}, 3},
     };
     m_device.setSilenceExpected(true);
@@ -166,6 +170,26 @@ TEST_F(DxlDeviceTest, DoesNotTakeALateAnswerForTheNextOne)
         }
         EXPECT_EQ(results, expected) << steps;
         EXPECT_EQ(line().requests, requests) << steps;
+    }
+}
+
+TEST_F(DxlDeviceTest, AsksWhetherThereIsAServoThatAWriteHasReached)
+{
+    const Bytes ping = {0xFF, 0xFF, 1, 2, 1, 0xFB};
+    const std::tuple<const char*, std::vector<Answer>, int, size_t> cases[] = {
+        {"status return level 0 or 1", {{}, {{kStatus}}}, 1, 2},
+        {"an answer to the ping is lost", {{}, {}, {{kStatus}}}, 1, 3},
+        {"the write is refused late", {{}, {{kAngleLimit}}}, 0, 2},
+        {"nobody", {}, 0, 4},
+    };
+    for (const auto& [what, script, result, requests] : cases) {
+        open(script);
+        line().sent.clear();
+        LogCapture log;
+        EXPECT_EQ(writeWord(), result) << what;
+        EXPECT_EQ(line().requests, requests) << what;
+        EXPECT_EQ(line().sent.back(), ping) << what;
+        EXPECT_EQ(log.text().empty(), result == 1) << what;
     }
 }
 
