@@ -26,7 +26,7 @@ constexpr int kUsageMistake = 2;
     std::exit(kUsageMistake);
 }
 
-/// Stores the texts on the settings' nodes.
+/// Stores the texts on the settings' nodes, and the rest where it is asked for.
 void apply(const CommandLine& commandLine)
 {
     for (const auto& [node, text] : commandLine.settings) {
@@ -34,6 +34,7 @@ void apply(const CommandLine& commandLine)
         value.set<std::string>(text);
         node->setValue(value);
     }
+    setGivenOptions(commandLine.options);
     setLogLevel(commandLine.logLevel);
     setLogBreakLevel(commandLine.logBreakLevel);
 }

@@ -7,7 +7,6 @@
 #include <map>
 #include <optional>
 
-#include "common/command_line.h"
 #include "common/properties.h"
 #include "common/text.h"
 
@@ -16,52 +15,6 @@ extern "C" const char* getBuildInfo() __attribute__((weak));
 
 namespace quill
 {
-namespace
-{
-
-struct Description
-{
-    std::string summary;
-    std::vector<std::string> examples;
-    std::string more;
-};
-
-Description& description()
-{
-    static Description object;
-    return object;
-}
-
-}  // namespace
-
-/// The program's own options, in the order of their declaration.
-class ProgramOptions
-{
-  public:
-    static std::vector<ProgramOption*>& all()
-    {
-        static std::vector<ProgramOption*> options;
-        return options;
-    }
-
-    static void declareAt(CLI::App* app)
-    {
-        for (ProgramOption* option : all()) {
-            if (option->m_unit.empty())
-                app->add_flag(option->m_name, option->m_isGiven, option->m_help);
-            else
-                app->add_option(option->m_name, option->m_number, option->m_help)
-                    ->type_name(option->m_unit)
-                    ->check(CLI::Range(0, option->m_highest).description(""));
-        }
-    }
-
-    static void take(const CLI::App& app)
-    {
-        for (ProgramOption* option : all()) option->m_isGiven = app.count(option->m_name) > 0;
-    }
-};
-
 namespace
 {
 
@@ -101,6 +54,28 @@ void addCounter(CLI::App* app, const std::string& name, int* count, const std::s
     app->add_flag(name, *count, help)->default_str("")->force_callback(false);
 }
 
+void declareProgramOptions(CLI::App* app)
+{
+    for (const ProgramOption* option : ProgramOption::all()) {
+        if (option->unit().empty())
+            app->add_flag(option->name(), option->help());
+        else
+            app->add_option(option->name(), option->help())
+                ->type_name(option->unit())
+                ->check(CLI::Range(0, option->highest()).description(""));
+    }
+}
+
+GivenOptions givenOptions(const CLI::App& app)
+{
+    GivenOptions given;
+    for (const ProgramOption* option : ProgramOption::all()) {
+        const CLI::Option& parsed = *app.get_option(option->name());
+        if (parsed.count() > 0) given[option] = option->unit().empty() ? 0 : parsed.as<int>();
+    }
+    return given;
+}
+
 void declareOptions(CLI::App* app, Options* options)
 {
     app->set_help_flag();
@@ -122,7 +97,7 @@ void declareOptions(CLI::App* app, Options* options)
                     "(default 0, never); the man page tells which these are")
         ->type_name("N")
         ->check(CLI::Range(0, 6).description(""));
-    ProgramOptions::declareAt(app);
+    declareProgramOptions(app);
     app->add_flag("-h,--help", options->help, "Show this help and exit");
     app->add_flag("--version", options->version, "Show the build record and exit");
 }
@@ -152,12 +127,16 @@ std::string settingsHelp(const Settings& settings)
 
 std::string helpText(const CLI::App& app, const std::string& program, const Settings& settings)
 {
-    std::string text = description().summary + "\n\nUsage: " + program + " [OPTIONS]\n\nOptions:\n";
+    const ProgramDescription* const description = ProgramDescription::ofProgram();
+    std::string text = description == nullptr ? "" : description->summary() + "\n\n";
+    text += "Usage: " + program + " [OPTIONS]\n\nOptions:\n";
     for (const CLI::Option* option : app.get_options())
         text += CLI::Formatter().make_option(option, false);
-    text += "\n" + settingsHelp(settings) + "\nExamples:\n";
-    for (const auto& example : description().examples) text += "  " + example + "\n";
-    return text + "\n" + description().more + "\n";
+    text += "\n" + settingsHelp(settings);
+    if (description == nullptr) return text;
+    text += "\nExamples:\n";
+    for (const auto& example : description->examples()) text += "  " + example + "\n";
+    return text + "\n" + description->more() + "\n";
 }
 
 UsageMistake strayArgument(const CLI::App& app, const std::string& argument)
@@ -221,22 +200,6 @@ std::optional<UsageMistake> addSetting(const Settings& settings, const std::stri
 
 }  // namespace
 
-ProgramOption::ProgramOption(std::string name, std::string help)
-    : ProgramOption(std::move(name), "", 0, std::move(help))
-{}
-
-ProgramOption::ProgramOption(std::string name, std::string unit, int highest, std::string help)
-    : m_name(std::move(name)), m_help(std::move(help)), m_unit(std::move(unit)), m_highest(highest)
-{
-    ProgramOptions::all().push_back(this);
-}
-
-ProgramDescription::ProgramDescription(std::string summary, std::vector<std::string> examples,
-                                       std::string more)
-{
-    description() = {std::move(summary), std::move(examples), std::move(more)};
-}
-
 std::variant<CommandLine, InformationText, UsageMistake> parseCommandLine(
     const std::string& program, const std::vector<std::string>& arguments, bool strict)
 {
@@ -245,12 +208,12 @@ std::variant<CommandLine, InformationText, UsageMistake> parseCommandLine(
     Options options;
     declareOptions(&app, &options);
     if (const auto mistake = parseOptions(&app, arguments, strict)) return *mistake;
-    ProgramOptions::take(app);
     if (options.help) return InformationText{helpText(app, program, settings)};
     if (options.version)
         return InformationText{getBuildInfo != nullptr ? getBuildInfo() : "no build record\n"};
 
     CommandLine result;
+    result.options = givenOptions(app);
     for (const auto& assignment : options.settings)
         if (const auto mistake = addSetting(settings, assignment, &result)) return *mistake;
     result.logLevel = options.logLevel + options.verbose - options.quiet;

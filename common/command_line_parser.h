@@ -7,6 +7,7 @@
 
 #include "common/export.h"
 #include "common/logging.h"
+#include "common/program_declaration.h"
 #include "common/property_node.h"
 
 namespace quill
@@ -16,6 +17,7 @@ namespace quill
 struct CommandLine
 {
     std::vector<std::pair<PropertyNode*, std::string>> settings;  ///< texts that fit, in order
+    GivenOptions options;
     int logLevel = kDefaultLogLevel;
     int logBreakLevel = kNoBreakLevel;
     std::vector<std::string> remaining;  ///< no options; empty when the parse was strict
@@ -34,8 +36,7 @@ struct UsageMistake
     std::string valid;
 };
 
-/// Reads a command line as initCommandLine() documents it. Writes to the ProgramOptions; nothing
-/// else is changed and nothing is printed.
+/// Reads a command line as initCommandLine() documents it. Nothing is changed or printed.
 /// @param program    as the texts call it
 /// @param arguments  those of main without the first
 QUILL_API std::variant<CommandLine, InformationText, UsageMistake> parseCommandLine(

@@ -1,7 +1,7 @@
 #include <cstdlib>
 
-#include "common/command_line.h"
 #include "common/command_line_parser.h"
+#include "common/program_declaration.h"
 #include "common/properties.h"
 
 QUILL_DEFINE_PROPERTY(std::string, p_name, "name", "none");
@@ -42,7 +42,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         require(!mistake->culprit.empty() && !mistake->valid.empty());
     if (const auto* understood = std::get_if<quill::CommandLine>(&parsed)) {
         require(understood->remaining.empty());
-        require(s_number.number() >= 0 && s_number.number() <= 1000);
+        for (const auto& [option, number] : understood->options)
+            require(number >= 0 && number <= (option == &s_number ? 1000 : 0));
         for (const auto& [node, text] : understood->settings) {
             quill::PropertyValue value;
             value.set<std::string>(text);

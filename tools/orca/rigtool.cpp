@@ -6,6 +6,7 @@
 
 #include "calibration/calibration_files.h"
 #include "common/command_line.h"
+#include "common/program_declaration.h"
 #include "common/properties.h"
 #include "common/startup.h"
 #include "device_list.h"
