@@ -242,12 +242,13 @@ INSTANTIATE_TEST_SUITE_P(
                     Ending{"DescriptorsClosed", "<&- >&- 2>&-", Reader::Stays, {}, 0}),
     nameOf);
 
+// SIGSTOP for Ctrl-Z: SIGTSTP is lost where the suite was started without a terminal's session.
 INSTANTIATE_TEST_SUITE_P(
     , EndingsOfTheWholeRigTest,
     testing::Values(
         Ending{"Killed", "", Reader::Stays, {SIGKILL}, 128 + SIGKILL},
-        Ending{"Stopped", "", Reader::Stays, {SIGTSTP}, 128 + SIGKILL, {SIGKILL}},
-        Ending{"StoppedAndContinued", "", Reader::Stays, {SIGTSTP}, 0, {SIGCONT}},
+        Ending{"Stopped", "", Reader::Stays, {SIGSTOP}, 128 + SIGKILL, {SIGKILL}},
+        Ending{"StoppedAndContinued", "", Reader::Stays, {SIGSTOP}, 0, {SIGCONT}},
         Ending{"LogReaderStops", "2>&N", Reader::Stalls, {}, 128 + SIGTERM, {SIGTERM}},
         Ending{"LineWanted", "", Reader::Stays, {}, 0, {}, true},
         Ending{"LineWantedAndKilled", "", Reader::Stays, {SIGKILL}, 128 + SIGKILL, {}, true}),
