@@ -72,14 +72,17 @@ struct PanTilt
 class PanTiltAxis final : public CameraAxis
 {
   public:
-    PanTiltAxis(AxisTraits traits, VISCACamera& camera, const PanTilt& home, int PanTilt::*axis)
-        : CameraAxis(std::move(traits), camera), m_home(home), m_axis(axis)
+    PanTiltAxis(AxisTraits traits, VISCACamera& camera, int PanTilt::*axis)
+        : CameraAxis(std::move(traits), camera), m_axis(axis)
     {}
+
+    /// To be told before the first order.
+    void setHome(const PanTilt& home) { m_home = home; }
 
   private:
     int send(int goal, Duration timeout) override
     {
-        PanTilt both = m_home;
+        PanTilt both = m_home.value();
         both.*m_axis = goal;
         return m_camera.setPanTiltPosition(kSpeed, kSpeed, both.pan, both.tilt, timeout);
     }
@@ -92,7 +95,7 @@ class PanTiltAxis final : public CameraAxis
         return result;
     }
 
-    const PanTilt& m_home;
+    std::optional<PanTilt> m_home;
     int PanTilt::*m_axis;
 };
 
@@ -133,10 +136,9 @@ struct CameraMove
 
 bool testMoves(const DeviceName& device, VISCACamera& camera, RigGuard& guard)
 {
-    PanTilt home;
-    PanTiltAxis pan({device, "pan", "steps", kPanTiltTolerance, kMoveTimeout}, camera, home,
+    PanTiltAxis pan({device, "pan", "steps", kPanTiltTolerance, kMoveTimeout}, camera,
                     &PanTilt::pan);
-    PanTiltAxis tilt({device, "tilt", "steps", kPanTiltTolerance, kMoveTimeout}, camera, home,
+    PanTiltAxis tilt({device, "tilt", "steps", kPanTiltTolerance, kMoveTimeout}, camera,
                      &PanTilt::tilt);
     ZoomAxis zoom({device, "zoom", "steps", kZoomTolerance, kMoveTimeout}, camera);
 
@@ -147,7 +149,7 @@ bool testMoves(const DeviceName& device, VISCACamera& camera, RigGuard& guard)
         if (!position) return false;
         move.home = *position;
     }
-    home = {moves[0].home, moves[1].home};
+    for (PanTiltAxis* axis : {&pan, &tilt}) axis->setHome({moves[0].home, moves[1].home});
     return std::all_of(moves.begin(), moves.end(), [&](const CameraMove& move) {
         return moveThereAndBack(*move.axis, move.home, goalsAround(move.home, move.step), guard);
     });

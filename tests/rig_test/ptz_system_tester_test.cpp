@@ -61,7 +61,9 @@ class FakeCamera final : public VISCACamera
     int rehomePanTilt(const Duration&) override { return kRefused; }
     int setPanTiltPosition(int, int, int pan, int tilt, const Duration&) override
     {
-        return tilt == s_rig.camera['t'] ? move('p', pan) : move('t', tilt);
+        if (tilt == s_rig.camera['t']) return move('p', pan);
+        EXPECT_EQ(pan, s_rig.camera['p']) << "the other axis stays";
+        return move('t', tilt);
     }
     int getPanTiltPosition(int* pan, int* tilt, const Duration&) override
     {
@@ -188,11 +190,13 @@ class PTZSystemTesterTest : public testing::Test
 
 TEST_F(PTZSystemTesterTest, GoesThroughTheRigInOrderAndLeavesItAsItWas)
 {
+    s_rig.camera = {{'p', 300}, {'t', -200}, {'z', 1000}};
     EXPECT_TRUE(m_tester.runAllTests());
     EXPECT_EQ(m_tester.getLastError(), "");
     EXPECT_THAT(callsWithoutReads(),
-                ElementsAre("camera open /dev/cam", "camera p 50", "camera p 0", "camera t 50",
-                            "camera t 0", "camera z 256", "camera z 0", "camera close",  //
+                ElementsAre("camera open /dev/cam", "camera p 250", "camera p 300", "camera t -150",
+                            "camera t -200", "camera z 744", "camera z 1000",
+                            "camera close",  //
                             "open /dev/pan 34", "writeword 1 30 2098", "writeword 1 30 2048",
                             "write 1 24 0", "close",  //
                             "open /dev/tilt 34", "writeword 2 30 2098", "writeword 2 30 2048",

@@ -130,12 +130,12 @@ void CameraModel::setAddress()
 
 void CameraModel::movePanTilt(const Bytes& body)
 {
-    if (admitsMove()) startPanTilt(body[3], body[4], signedAt(body, 5), signedAt(body, 9));
+    if (takeMove()) startPanTilt(body[3], body[4], signedAt(body, 5), signedAt(body, 9));
 }
 
 void CameraModel::movePanTiltBy(const Bytes& body)
 {
-    if (admitsMove())
+    if (takeMove())
         startPanTilt(body[3], body[4], m_pan.position(m_now) + signedAt(body, 5),
                      m_tilt.position(m_now) + signedAt(body, 9));
 }
@@ -153,7 +153,7 @@ void CameraModel::startPanTilt(int panSpeed, int tiltSpeed, int pan, int tilt)
 
 void CameraModel::home(const Bytes&)
 {
-    if (!admitsMove()) return;
+    if (!takeMove()) return;
     const auto start = takeSocket(Motion::PanTilt);
     if (!start) return;
     m_pan.moveTo(0, kMaxPanSpeed * kStepsPerSecond, *start);
@@ -163,7 +163,7 @@ void CameraModel::home(const Bytes&)
 // Looks for its reference at the lower limits, then goes home.
 void CameraModel::reset(const Bytes&)
 {
-    if (!admitsMove()) return;
+    if (!takeMove()) return;
     const auto start = takeSocket(Motion::PanTilt);
     if (!start) return;
     m_pan.moveTo(kPanMin, kMaxPanSpeed * kStepsPerSecond, *start);
@@ -174,7 +174,7 @@ void CameraModel::reset(const Bytes&)
 
 void CameraModel::drivePanTilt(const Bytes& body)
 {
-    if (!admitsMove()) return;
+    if (!takeMove()) return;
     const uint8_t pan = body[5], tilt = body[6];
     if (pan == kStay && tilt == kStay) return stop(Motion::PanTilt);
     if (!areSpeeds(body[3], body[4])) return refuse(1, visca::kNotExecutable);
@@ -198,7 +198,7 @@ void CameraModel::stop(Motion motion)
 void CameraModel::moveZoom(const Bytes& body)
 {
     const int zoom = visca::decodeNibbles(body, 3);
-    if (!admitsMove()) return;
+    if (!takeMove()) return;
     if (zoom > kZoomMax) return refuse(1, visca::kNotExecutable);
     if (const auto start = takeSocket(Motion::Zoom))
         m_zoom.moveTo(zoom, kZoomStepsPerSecond, *start);
@@ -213,7 +213,7 @@ void CameraModel::driveZoom(const Bytes& body)
     const int eighths = isStandard ? 4 : (drive & 0x0F) + 1;
     if (drive != 0 && ((direction != kTele && direction != kWide) || eighths > 8))
         return refuse(0, visca::kSyntaxError);
-    if (!admitsMove()) return;
+    if (!takeMove()) return;
     if (drive == 0) return stop(Motion::Zoom);
     if (const auto start = takeSocket(Motion::Zoom, Motion::None))
         m_zoom.moveTo(direction == kTele ? kZoomMax : 0, kZoomStepsPerSecond * eighths / 8, *start);

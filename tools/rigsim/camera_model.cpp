@@ -87,7 +87,7 @@ void CameraModel::advance(Time now)
     m_now = std::max(m_now, now);
 }
 
-bool CameraModel::admitsMove()
+bool CameraModel::takeMove()
 {
     ++m_ordersSeen;
     const bool isFull = m_ordersSeen <= m_faults.count("camera.buffer-full").value_or(0);

@@ -97,7 +97,9 @@ class CameraModel : public SerialModel
     void tellPanTiltMode(const Bytes& body);
     void tellMaxSpeed(const Bytes& body);
 
-    bool admitsMove();
+    /// Counts an order to move, and refuses it where the camera does not move now.
+    /// @return whether it is to be carried out
+    bool takeMove();
     std::optional<Time> takeSocket(Motion motion, Motion until);
     std::optional<Time> takeSocket(Motion motion) { return takeSocket(motion, motion); }
     void startPanTilt(int panSpeed, int tiltSpeed, int pan, int tilt);
