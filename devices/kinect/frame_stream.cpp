@@ -26,7 +26,7 @@ bool isSound(const MessageHeader& header)
         case MessageKind::Colour:
         case MessageKind::Infrared: return isFrameSound(header);
         case MessageKind::Status:
-            return header.status <= static_cast<uint32_t>(SensorStatus::NoStream) &&
+            return header.status <= static_cast<uint32_t>(SensorStatus::Busy) &&
                    header == statusReply(static_cast<SensorStatus>(header.status));
         case MessageKind::AskStatus:
         case MessageKind::StartColour:

@@ -31,6 +31,7 @@ enum class SensorStatus : uint32_t {
     Absent = 1,        ///< nothing is plugged in
     NoPermission = 2,  ///< the device node may not be opened
     NoStream = 3,      ///< the sensor cannot start, for example at USB 2
+    Busy = 4,          ///< another program holds it
 };
 
 constexpr uint32_t kMaxWidth = 1920;

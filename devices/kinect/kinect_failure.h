@@ -13,7 +13,7 @@ bool tellsOfMissingPermission(const std::string& libraryError);
 /// Why the sensor could not be found, opened or started, and what to do, from what the library says
 /// and what the system knows of the sensor.
 /// @param step          "find", "open" or "start"
-/// @param libraryError  the library's last error; may be empty
+/// @param libraryError  the first one of this step that tells a cause; may be empty
 /// @param root          stands before /sys and /dev
 Error kinectFailure(const std::string& step, const std::string& libraryError,
                     const std::string& root = "");

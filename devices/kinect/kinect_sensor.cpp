@@ -59,14 +59,22 @@ std::optional<Error> KinectSensor::Impl::start()
     log.forgetErrors();
     frames->clear();
     library = std::make_unique<libfreenect2::Freenect2>();
-    if (library->enumerateDevices() == 0) return kinectFailure("find", log.lastError());
+    if (library->enumerateDevices() == 0) return kinectFailure("find", log.cause());
+    log.forgetErrors();
     // The decoder that needs neither a graphics card nor a display.
     device.reset(library->openDevice(library->getDefaultDeviceSerialNumber(),
                                      new libfreenect2::CpuPacketPipeline));
-    if (device == nullptr) return kinectFailure("open", log.lastError());
+    if (device == nullptr) return kinectFailure("open", log.cause());
+    log.forgetErrors();
+    // Nobody looks at the depths that come with infrared: their filters would take a whole
+    // processor.
+    libfreenect2::Freenect2Device::Config config;
+    config.EnableBilateralFilter = false;
+    config.EnableEdgeAwareFilter = false;
+    device->setConfiguration(config);
     device->setColorFrameListener(frames.get());
     device->setIrAndDepthFrameListener(frames.get());
-    if (!device->startStreams(isRGBEnabled, true)) return kinectFailure("start", log.lastError());
+    if (!device->startStreams(isRGBEnabled, true)) return kinectFailure("start", log.cause());
     QUILL_LOG(kTrace, kCategory) << "sensor " << device->getSerialNumber() << " streams";
     return std::nullopt;
 }

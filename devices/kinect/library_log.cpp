@@ -29,22 +29,26 @@ LibraryLog::Level LibraryLog::level() const
 
 void LibraryLog::log(Level level, const std::string& message)
 {
+    // The library calls for every level, with dozens of debug lines a second, whatever level()
+    // says.
+    if (level > this->level()) return;
     QUILL_LOG(kTrace, kCategory) << "libfreenect2: " << message;
     if (level != Error) return;
     const std::lock_guard lock(m_mutex);
-    if (!tellsOfMissingPermission(m_lastError)) m_lastError = message;
+    const bool tellsMore = tellsOfMissingPermission(message) && !tellsOfMissingPermission(m_cause);
+    if (m_cause.empty() || tellsMore) m_cause = message;
 }
 
 void LibraryLog::forgetErrors()
 {
     const std::lock_guard lock(m_mutex);
-    m_lastError.clear();
+    m_cause.clear();
 }
 
-std::string LibraryLog::lastError() const
+std::string LibraryLog::cause() const
 {
     const std::lock_guard lock(m_mutex);
-    return m_lastError;
+    return m_cause;
 }
 
 }  // namespace quill

@@ -9,7 +9,7 @@ namespace quill
 {
 
 /// What libfreenect2 says: to our log at level 5, while its own logger would write to standard
-/// output. The last error is kept to explain a failure. Thread-safe.
+/// output. The first error is kept to explain a failure. Thread-safe.
 class LibraryLog final : public libfreenect2::Logger
 {
   public:
@@ -19,14 +19,16 @@ class LibraryLog final : public libfreenect2::Logger
     Level level() const override;
     void log(Level level, const std::string& message) override;
 
+    /// Before each step.
     void forgetErrors();
 
-    /// The last error; one that tells of a missing permission stands against all later ones.
-    std::string lastError() const;
+    /// The first error since forgetErrors(): later ones, down to an empty summary, follow from it.
+    /// One that tells of a missing permission takes its place.
+    std::string cause() const;
 
   private:
     mutable std::mutex m_mutex;
-    std::string m_lastError;
+    std::string m_cause;
 };
 
 }  // namespace quill

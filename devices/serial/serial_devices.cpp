@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "devices/usb/node_holder.h"
 #include "devices/usb/sysfs.h"
-#include "line_holder.h"
 
 namespace quill
 {
@@ -49,7 +49,7 @@ std::vector<SerialDevice> serialDevices(const std::string& sysfs, const std::str
         device.stablePath = stablePathOf(node, fs::path(dev) / "serial/by-id");
         device.usb = findUsbDevice(node, sysfs);
         device.mayOpen = ::access(node.c_str(), R_OK | W_OK) == 0;
-        device.holder = lineHolder(node);
+        device.holder = nodeHolder(node);
         devices.push_back(device);
     }
     std::sort(devices.begin(), devices.end(),

@@ -13,7 +13,7 @@
 
 #include "common/interrupt.h"
 #include "common/logging.h"
-#include "line_holder.h"
+#include "devices/usb/node_holder.h"
 #include "serial_settings.h"
 #include "usb_adapter.h"
 
@@ -33,7 +33,7 @@ constexpr Duration kDrainInterval = milliseconds(1);
 
 std::string busyRemedy(const std::string& path)
 {
-    const std::string holder = lineHolder(path);
+    const std::string holder = nodeHolder(path);
     return holder.empty()
                ? "another user's program holds it; sudo fuser -v " + path + " shows which"
                : "it is held by " + holder;

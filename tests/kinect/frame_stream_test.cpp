@@ -27,7 +27,7 @@ TEST(FrameStream, HeadersAreFortyBytesLowByteFirst)
     EXPECT_EQ(parseHeader(bytes), frame());
     for (const MessageHeader& header :
          {request(MessageKind::AskStatus), request(MessageKind::StartColour),
-          request(MessageKind::StartInfrared), statusReply(SensorStatus::NoStream),
+          request(MessageKind::StartInfrared), statusReply(SensorStatus::Busy),
           frameHeader(MessageKind::Infrared, 1, 1, PixelFormat::Float)})
         EXPECT_EQ(parseHeader(encodeHeader(header).value()), header);
 }
@@ -68,7 +68,7 @@ TEST(FrameStream, RefusesAFieldOutOfItsBoundsBothWays)
     HeaderBytes outOfStep = encodeHeader(frame()).value();
     outOfStep[0] = 'K';
     EXPECT_EQ(parseHeader(outOfStep), std::nullopt);
-    EXPECT_EQ(encodeHeader(statusReply(static_cast<SensorStatus>(4))), std::nullopt);
+    EXPECT_EQ(encodeHeader(statusReply(static_cast<SensorStatus>(5))), std::nullopt);
 }
 
 }  // namespace

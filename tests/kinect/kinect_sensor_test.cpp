@@ -103,6 +103,7 @@ TEST(KinectSensor, SaysOnceWhyItDoesNotStream)
     } cases[] = {
         {"kinect.absent", "3 kinect: Kinect: find: no sensor on the USB bus (plug it in"},
         {"kinect.no-permission", "3 kinect: Kinect: open: Permission denied (add a udev rule"},
+        {"kinect.busy", "3 kinect: Kinect: open: the sensor is held by another program (end it)"},
         {"kinect.usb2",
          "3 kinect: Kinect: start: the sensor is there, but fails; the library says: "
          "cannot start the isochronous transfers"},
@@ -121,11 +122,11 @@ TEST(KinectSensor, SaysOnceWhyItDoesNotStream)
         setenv("RIGSIM_KINECT", socket, 1);
         support::LogCapture capture;
         EXPECT_FALSE(sensor->setMasterSwitch(true));
-        EXPECT_THAT(
-            capture.text(),
-            testing::HasSubstr(*socket == '\0' ? "this build has no libfreenect2"
-                                               : "RIGSIM_KINECT=/nowhere/kinect: no simulated "
-                                                 "sensor: No such file or directory"));
+        EXPECT_THAT(capture.text(),
+                    testing::HasSubstr(*socket == '\0'
+                                           ? "kinect: Kinect: find: this build has no libfreenect2"
+                                           : "RIGSIM_KINECT=/nowhere/kinect: no simulated "
+                                             "sensor: No such file or directory"));
     }
 }
 

@@ -171,6 +171,8 @@ const std::vector<FaultKind>& faultKinds()
 
         {"kinect.absent", Value::None, {}, "is not plugged in"},
         {"kinect.no-permission", Value::None, {}, "its device node may not be opened"},
+        {"kinect.no-power", Value::None, {}, "only its hub is there"},
+        {"kinect.busy", Value::None, {}, "another program holds it"},
         {"kinect.usb2", Value::None, {}, "is at a USB 2 port, where it cannot start"},
         {"kinect.no-infrared", Value::None, {}, "sends no infrared frames"},
         {"kinect.no-colour", Value::None, {}, "sends no colour frames"},

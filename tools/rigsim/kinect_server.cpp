@@ -39,6 +39,7 @@ KinectServer::KinectServer(const Faults& faults, const SimClock& clock)
     : m_faults(faults), m_clock(clock)
 {
     m_state.isPlugged = !faults.has("kinect.absent");
+    m_state.hasPower = !faults.has("kinect.no-power");
     if (faults.has("kinect.usb2")) m_state.usbSpeedMbit = kUsb2SpeedMbit;
     openSocket();
     m_thread = std::thread(&KinectServer::run, this);
@@ -189,8 +190,9 @@ void KinectServer::answer(KinectConnection* connection, const MessageHeader& req
 
 SensorStatus KinectServer::status(MessageKind request) const
 {
-    if (!m_state.isPlugged) return SensorStatus::Absent;
+    if (!m_state.isPlugged || !m_state.hasPower) return SensorStatus::Absent;
     if (m_faults.has("kinect.no-permission")) return SensorStatus::NoPermission;
+    if (m_faults.has("kinect.busy")) return SensorStatus::Busy;
     if (m_faults.has("kinect.usb2") && request != MessageKind::AskStatus)
         return SensorStatus::NoStream;
     return SensorStatus::Ready;

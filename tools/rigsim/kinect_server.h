@@ -19,6 +19,7 @@ namespace rigsim
 struct KinectState
 {
     bool isPlugged = true;
+    bool hasPower = true;     ///< false: only the hub is seen
     int usbSpeedMbit = 5000;  ///< 480 at USB 2
     bool isStreaming = false;
     int starts = 0;

@@ -64,6 +64,7 @@ static void to_json(nlohmann::ordered_json& json, const AdapterState& state)
 static void to_json(nlohmann::ordered_json& json, const KinectState& state)
 {
     json = {{"isPlugged", state.isPlugged},
+            {"hasPower", state.hasPower},
             {"usbSpeedMbit", state.usbSpeedMbit},
             {"isStreaming", state.isStreaming},
             {"starts", state.starts},

@@ -19,6 +19,9 @@ constexpr const char* kSerial = "012345678947";
 /// The words in which the library on libusb tells that the device node may not be opened.
 constexpr const char* kNoPermission =
     "failed to open Kinect v2: LIBUSB_ERROR_ACCESS Access denied (insufficient permissions)";
+constexpr const char* kBusy = "failed to claim interface: LIBUSB_ERROR_BUSY Resource busy";
+/// Its last word on every sensor that it cannot open; what follows the place is often empty.
+constexpr const char* kNotOpened = "failed to open Kinect v2: @2:2 ";
 
 class SimulatedDevice final : public Freenect2Device
 {
@@ -33,6 +36,12 @@ class SimulatedDevice final : public Freenect2Device
     void setIrAndDepthFrameListener(FrameListener* listener) override
     {
         m_infraredListener = listener;
+    }
+    void setConfiguration(const Config& config) override
+    {
+        log(Logger::Info,
+            std::string("depth filters ") +
+                (config.EnableBilateralFilter || config.EnableEdgeAwareFilter ? "on" : "off"));
     }
     bool start() override { return startStreams(true, true); }
     bool startStreams(bool rgb, bool depth) override
@@ -64,12 +73,22 @@ class SimulatedDevice final : public Freenect2Device
     StreamWorker m_infrared{Frame::Ir};
 };
 
-bool isSensorThere()
+/// @return Absent, too, where nobody answers
+SensorStatus sensorStatus()
 {
     const auto socket = SensorSocket::open(MessageKind::AskStatus);
-    if (!socket) return false;
-    if (socket->status() == SensorStatus::NoPermission) logError(kNoPermission);
-    return socket->status() == SensorStatus::Ready;
+    return socket ? socket->status() : SensorStatus::Absent;
+}
+
+/// A sensor that another program holds can be looked at.
+bool isSensorThere()
+{
+    const SensorStatus status = sensorStatus();
+    if (status == SensorStatus::NoPermission) {
+        logError(kNoPermission);
+        logError(kNotOpened);
+    }
+    return status == SensorStatus::Ready || status == SensorStatus::Busy;
 }
 
 }  // namespace
@@ -97,6 +116,11 @@ Freenect2Device* Freenect2::openDevice(const std::string& serial, const PacketPi
 {
     std::unique_ptr<const PacketPipeline> pipeline(factory);
     if (serial != kSerial || !isSensorThere()) return nullptr;
+    if (sensorStatus() == SensorStatus::Busy) {
+        logError(kBusy);
+        logError(kNotOpened);
+        return nullptr;
+    }
     return new SimulatedDevice(std::move(pipeline));
 }
 

@@ -1,7 +1,5 @@
 #include "log.h"
 
-#include <libfreenect2/logger.h>
-
 #include <memory>
 #include <mutex>
 
@@ -40,10 +38,14 @@ void setGlobalLogger(Logger* logger)
     s_logger.swap(replaced);
 }
 
+void log(Logger::Level level, const std::string& message)
+{
+    if (const auto logger = currentLogger()) logger->log(level, message);
+}
+
 void logError(const std::string& message)
 {
-    const auto logger = currentLogger();
-    if (logger && logger->level() >= Logger::Error) logger->log(Logger::Error, message);
+    log(Logger::Error, message);
 }
 
 }  // namespace libfreenect2

@@ -1,11 +1,14 @@
 #pragma once
 
+#include <libfreenect2/logger.h>
+
 #include <string>
 
 namespace libfreenect2
 {
 
-/// Gives a message of level Error to the global logger, if it wants it.
+/// Gives a message to the global logger, whatever the level that it wants, as the library does.
+void log(Logger::Level level, const std::string& message);
 void logError(const std::string& message);
 
 }  // namespace libfreenect2

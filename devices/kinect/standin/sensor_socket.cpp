@@ -42,9 +42,10 @@ std::unique_ptr<SensorSocket> SensorSocket::open(MessageKind request)
 {
     const char* const path = std::getenv(kVariable);
     if (path == nullptr || *path == '\0') {
-        logError(std::string("this build has no libfreenect2, only a stand-in that shows simulated "
-                             "sensors, and ") +
-                 kVariable + " names none");
+        logError(
+            std::string("this build has no libfreenect2, only a stand-in for simulated sensors, "
+                        "and ") +
+            kVariable + " names none");
         return nullptr;
     }
     const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);

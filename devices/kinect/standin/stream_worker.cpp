@@ -34,8 +34,10 @@ void StreamWorker::stop()
 void StreamWorker::run(FrameListener* listener)
 {
     std::unique_ptr<Frame> frame;
-    while (receiveFrame(&frame))
+    while (receiveFrame(&frame)) {
+        log(Logger::Debug, "frame " + std::to_string(frame->sequence));
         if (listener != nullptr && listener->onNewFrame(m_type, frame.get())) (void)frame.release();
+    }
     if (!m_isStopping)
         logError(
             "the transfers have ended: LIBUSB_ERROR_NO_DEVICE No such device (it may have "

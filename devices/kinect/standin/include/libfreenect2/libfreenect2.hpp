@@ -14,9 +14,20 @@ class Freenect2Device
   public:
     virtual ~Freenect2Device();
 
+    /// How depth is made of infrared.
+    struct Config
+    {
+        float MinDepth = 0.5F;  ///< m
+        float MaxDepth = 4.5F;
+        bool EnableBilateralFilter = true;
+        bool EnableEdgeAwareFilter = true;
+    };
+
     virtual std::string getSerialNumber() = 0;
     virtual void setColorFrameListener(FrameListener* listener) = 0;
     virtual void setIrAndDepthFrameListener(FrameListener* listener) = 0;
+
+    virtual void setConfiguration(const Config& config) = 0;
 
     /// Both streams.
     virtual bool start() = 0;

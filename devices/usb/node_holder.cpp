@@ -1,4 +1,4 @@
-#include "line_holder.h"
+#include "devices/usb/node_holder.h"
 
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -76,7 +76,7 @@ std::string describe(int process)
 
 }  // namespace
 
-std::string lineHolder(const std::string& path)
+std::string nodeHolder(const std::string& path)
 {
     struct stat file = {};
     if (::stat(path.c_str(), &file) != 0 || !S_ISCHR(file.st_mode)) return "";
