@@ -20,19 +20,19 @@ constexpr int kStepUnits = 50;
 /// Friction ends a move some units short of its goal.
 constexpr int kToleranceUnits = 12;
 constexpr Duration kMoveTimeout = seconds(3);
+/// Of the register that says whether it moves, when it stands at its goal.
+constexpr Duration kMovingTimeout = seconds(1);
+constexpr Duration kPollInterval = milliseconds(100);
+
+/// Both angle limits: the servo counts turns and knows no end.
+constexpr int kMultiTurn = 4095;
 
 /// Of a write: one that is lost in noise goes unnoticed until the register is read back.
 constexpr int kAttempts = 3;
 
-std::string answerText(int value, const std::string& unit)
-{
-    return value < 0 ? "no answer" : std::to_string(value) + unit;
-}
-
 /// @param tenths  units of 0.1 V
 std::string voltText(int tenths)
 {
-    if (tenths < 0) return "no answer";
     return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " V";
 }
 
@@ -94,11 +94,17 @@ class ServoAxis final : public Axis
     bool m_hadTorque = true;
 };
 
+bool failToHear(TestReport& report)
+{
+    return report.fail("an answer", "none");
+}
+
 bool testId(ServoAxis& servo, int id, TestReport& report)
 {
     report.begin(servo.traits().device, "read its ID");
     const int found = servo.readByte(reg::kId);
-    return found == id || report.fail(std::to_string(id), answerText(found, ""));
+    return found == id ||
+           report.fail(std::to_string(id), found < 0 ? "no answer" : std::to_string(found));
 }
 
 bool testVoltage(ServoAxis& servo, TestReport& report)
@@ -107,8 +113,8 @@ bool testVoltage(ServoAxis& servo, TestReport& report)
     const int lowest = servo.readByte(reg::kLowestVoltage);
     const int highest = servo.readByte(reg::kHighestVoltage);
     const int present = servo.readByte(reg::kPresentVoltage);
-    const bool isAnswered = lowest >= 0 && highest >= 0 && present >= 0;
-    return (isAnswered && present >= lowest && present <= highest) ||
+    if (lowest < 0 || highest < 0 || present < 0) return failToHear(report);
+    return (present >= lowest && present <= highest) ||
            report.fail(voltText(lowest) + " to " + voltText(highest), voltText(present));
 }
 
@@ -117,9 +123,9 @@ bool testTemperature(ServoAxis& servo, TestReport& report)
     report.begin(servo.traits().device, "read temperature");
     const int highest = servo.readByte(reg::kHighestTemperature);
     const int present = servo.readByte(reg::kPresentTemperature);
-    return (highest >= 0 && present >= 0 && present <= highest) ||
-           report.fail("at most " + answerText(highest, " degrees"),
-                       answerText(present, " degrees"));
+    if (highest < 0 || present < 0) return failToHear(report);
+    return present <= highest || report.fail("at most " + std::to_string(highest) + " degrees",
+                                             std::to_string(present) + " degrees");
 }
 
 struct AngleLimits
@@ -134,9 +140,11 @@ std::optional<AngleLimits> readAngleLimits(ServoAxis& servo, TestReport& report)
     const AngleLimits limits = {servo.readWord(reg::kCwAngleLimit),
                                 servo.readWord(reg::kCcwAngleLimit)};
     if (limits.lowest < 0 || limits.highest < 0)
-        report.fail("two positions", "no answer");
+        failToHear(report);
     else if (limits.lowest == 0 && limits.highest == 0)
         report.fail("a joint", "wheel mode, both limits 0: it is not moved");
+    else if (limits.lowest == kMultiTurn && limits.highest == kMultiTurn)
+        report.fail("a joint", "multi-turn mode, both limits 4095: it is not moved");
     else
         return limits;
     return std::nullopt;
@@ -152,7 +160,7 @@ std::optional<int> findHome(ServoAxis& servo, TestReport& report)
     const int torque = servo.readByte(reg::kTorqueEnable);
     const int goal = servo.readWord(reg::kGoalPosition);
     if (torque < 0 || goal < 0) {
-        report.fail("two values", "no answer");
+        failToHear(report);
         return std::nullopt;
     }
     servo.setTorqueBefore(torque != 0);
@@ -177,6 +185,21 @@ std::optional<int> chooseGoal(const ServoAxis& servo, AngleLimits limits, int ho
     return std::nullopt;
 }
 
+/// What waits for a servo's end of motion would wait for ever.
+bool testThatItStands(ServoAxis& servo, TestReport& report)
+{
+    report.begin(servo.traits().device, "read that it moves no more");
+    const Time deadline = Time::now() + kMovingTimeout;
+    for (;;) {
+        const int moving = servo.readByte(reg::kMoving);
+        if (moving == 0) return true;
+        if (moving < 0) return failToHear(report);
+        if (Time::now() >= deadline) break;
+        sleep(kPollInterval);
+    }
+    return report.fail("0 within 1 s at its goal", "1, as if it moved");
+}
+
 bool testMove(ServoAxis& servo, RigGuard& guard)
 {
     const auto limits = readAngleLimits(servo, guard.report());
@@ -184,7 +207,8 @@ bool testMove(ServoAxis& servo, RigGuard& guard)
     const auto home = findHome(servo, guard.report());
     if (!home) return false;
     const auto goal = chooseGoal(servo, *limits, *home, guard.report());
-    return goal && moveThereAndBack(servo, *home, {*goal}, guard);
+    return goal && moveThereAndBack(servo, *home, {*goal}, guard) &&
+           testThatItStands(servo, guard.report());
 }
 
 }  // namespace

@@ -293,6 +293,18 @@ TEST_F(PTZSystemTesterTest, NamesTheFirstFailureAndWhatCouldNotBeBroughtBack)
         {[] { s_rig.servos[1][6] = s_rig.servos[1][8] = 0; },
          "pan servo /dev/pan: read angle limits: expected a joint, came wheel mode, both limits 0: "
          "it is not moved"},
+        {[] { s_rig.servos[2][6] = s_rig.servos[2][8] = 4095; },
+         "tilt servo /dev/tilt: read angle limits: expected a joint, came multi-turn mode, both "
+         "limits 4095: it is not moved"},
+        {[] { s_rig.servos[1][12] = -1; },
+         "pan servo /dev/pan: read voltage: expected an answer, came none"},
+        {[] { s_rig.servos[2][11] = -1; },
+         "tilt servo /dev/tilt: read temperature: expected an answer, came none"},
+        {[] { s_rig.servos[1][8] = -1; },
+         "pan servo /dev/pan: read angle limits: expected an answer, came none"},
+        {[] { s_rig.servos[2][46] = 1; },
+         "tilt servo /dev/tilt: read that it moves no more: expected 0 within 1 s at its goal, "
+         "came 1, as if it moved"},
         {[] {
              s_rig.servos[2][6] = 2020;
              s_rig.servos[2][8] = 2080;
