@@ -66,7 +66,7 @@ std::optional<Error> DxlBus::open(const std::string& device, int baudNumber)
     const auto bitRate = bitRateOf(baudNumber);
     if (!bitRate)
         return Error{device, "set baud number " + std::to_string(baudNumber), 0,
-                     "it gives no bit rate", "0..252, the value of the servo's register 4"};
+                     "it gives no bit rate", "0..3999999 do; a servo's register 4 holds 0..254"};
     if (auto error = m_line.open(device, *bitRate)) return error;
     m_line.setLowLatency();
     m_bitRate = *bitRate;

@@ -158,9 +158,6 @@ std::string errorText(uint8_t bits)
 std::optional<int> bitRateOf(int baudNumber)
 {
     if (baudNumber < 0) return std::nullopt;
-    if (baudNumber == 250) return 2250000;
-    if (baudNumber == 251) return 2500000;
-    if (baudNumber == 252) return 3000000;
     const int64_t divisor = int64_t{baudNumber} + 1;
     const auto rate = static_cast<int>((2000000 + divisor / 2) / divisor);
     return rate > 0 ? std::make_optional(rate) : std::nullopt;

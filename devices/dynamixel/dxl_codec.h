@@ -165,8 +165,10 @@ class StatusReader
 std::string errorText(uint8_t bits);
 
 /// Bit rate in bit/s of a baud number, the value n of a servo's register kBaudNumber: 2,000,000 /
-/// (n + 1) to the nearest integer, and 2.25 M, 2.5 M and 3 M for 250, 251 and 252 of the MX servos.
-/// @return nothing when that is no rate: n is negative, or the rate rounds to 0
+/// (n + 1) to the nearest integer. An MX servo whose register holds 250, 251 or 252 runs at 2.25,
+/// 2.5 or 3 Mbit/s instead; no number reaches it there.
+/// @param baudNumber  0..3999999, of which a servo's register can hold 0..254
+/// @return nothing when that is no rate: the number is negative, or the rate rounds to 0
 std::optional<int> bitRateOf(int baudNumber);
 
 }  // namespace quill::dynamixel

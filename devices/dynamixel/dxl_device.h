@@ -21,8 +21,10 @@ class DxlDevice
     DxlDevice(const DxlDevice&) = delete;
     DxlDevice& operator=(const DxlDevice&) = delete;
 
-    /// Opens the line at the bit rate of a baud number: 2,000,000 / (baudnum + 1) bit/s, and 2.25
-    /// M, 2.5 M and 3 M for 250, 251 and 252. A line that this handle had open is closed before.
+    /// Opens the line at the bit rate of a baud number n, 2,000,000 / (n + 1) bit/s. A line that
+    /// this handle had open is closed before. An MX servo that was given the number 250, 251 or 252
+    /// runs at 2.25, 2.5 or 3 Mbit/s and is not reached.
+    /// @param baudnum  0..3999999, of which a servo can hold 0..254
     /// @return 1, or 0: no such line or rate, no permission, in use
     int dxl_initialize(const std::string& device, int baudnum);
 

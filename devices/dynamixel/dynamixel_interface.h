@@ -23,8 +23,7 @@ class DynamixelInterface
 {
   public:
     /// @param device   path of the serial line
-    /// @param baudnum  baud number n, 2,000,000 / (n + 1) bit/s; 250, 251 and 252 are 2.25, 2.5 and
-    ///                 3 Mbit/s
+    /// @param baudnum  baud number n, 2,000,000 / (n + 1) bit/s, as DxlDevice takes it
     /// @param lock     held during each exchange with a servo; empty: not shared with anything else
     /// @return never empty
     /// @throw DynamixelError

@@ -25,6 +25,17 @@ int middleOf(const ServoSetup& setup)
     return (setup.cwLimit + setup.ccwLimit + 1) / 2;
 }
 
+// An MX servo's three fastest rates do not follow from their numbers.
+double bitRateOf(int baudNumber)
+{
+    switch (baudNumber) {
+        case 250: return 2250000;
+        case 251: return 2500000;
+        case 252: return 3000000;
+        default: return dxl::bitRateOf(baudNumber).value();
+    }
+}
+
 Bytes after(const Bytes& bytes, size_t count)
 {
     return Bytes(bytes.begin() + static_cast<ptrdiff_t>(count), bytes.end());
@@ -62,7 +73,7 @@ ServoModel::ServoModel(const ServoSetup& setup, const Faults& faults)
 
 bool ServoModel::listensAt(unsigned bitRate) const
 {
-    const double own = dxl::bitRateOf(m_table.value(dxl::kBaudNumber)).value();
+    const double own = bitRateOf(m_table.value(dxl::kBaudNumber));
     return !m_isLost && std::abs(bitRate - own) <= own * kClosestBitRates;
 }
 
