@@ -22,10 +22,15 @@ add_custom_command(OUTPUT ${package_folder}/changelog.Debian
 rig_compress(${package_folder}/changelog.Debian changelog.Debian)
 rig_compress(${PROJECT_SOURCE_DIR}/CHANGELOG.md changelog)
 
-# The devices and faults in rigsim's page are those of its --help.
+# The devices and faults in rigsim's page are those of its --help, for which it runs.
+if(CMAKE_CROSSCOMPILING AND NOT CMAKE_CROSSCOMPILING_EMULATOR)
+    message(FATAL_ERROR "rigsim cannot run here for its man page: name an emulator for "
+        "${CMAKE_SYSTEM_PROCESSOR}, as cmake/toolchains/arm64.cmake does with qemu-user's")
+endif()
 set(man_sources ${PROJECT_SOURCE_DIR}/docs/man)
 add_custom_command(OUTPUT ${package_folder}/rigsim.1
-    COMMAND ${package_sources}/insert-help ${man_sources}/rigsim.1.in $<TARGET_FILE:rigsim> > ${package_folder}/rigsim.1
+    COMMAND ${package_sources}/insert-help ${man_sources}/rigsim.1.in
+        ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:rigsim> > ${package_folder}/rigsim.1
     DEPENDS rigsim ${package_sources}/insert-help ${man_sources}/rigsim.1.in VERBATIM)
 rig_compress(${package_folder}/rigsim.1 rigsim.1)
 rig_compress(${man_sources}/rigtool.1 rigtool.1)
@@ -94,6 +99,15 @@ set(CPACK_PACKAGE_CONTACT "rigtool developers <rigtool@example.org>")
 set(CPACK_DEBIAN_PACKAGE_SOURCE rigtool)
 set(CPACK_DEBIAN_PACKAGE_VERSION ${RIG_PACKAGE_VERSION})
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+if(CMAKE_CROSSCOMPILING)
+    execute_process(COMMAND dpkg-architecture --host-type ${CMAKE_LIBRARY_ARCHITECTURE} --query DEB_HOST_ARCH
+        OUTPUT_VARIABLE CPACK_DEBIAN_PACKAGE_ARCHITECTURE OUTPUT_STRIP_TRAILING_WHITESPACE
+        COMMAND_ERROR_IS_FATAL ANY)
+    # For dpkg-shlibdeps, which would look for the libraries of this computer's own architecture.
+    file(WRITE ${package_folder}/cpack-config.cmake
+        "set(ENV{DEB_HOST_ARCH} ${CPACK_DEBIAN_PACKAGE_ARCHITECTURE})\n")
+    set(CPACK_PROJECT_CONFIG_FILE ${package_folder}/cpack-config.cmake)
+endif()
 set(CPACK_DEBIAN_PACKAGE_SECTION electronics)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
