@@ -56,7 +56,9 @@ TEST_F(RigsimProgram, EndsAsItsCommandDoes)
         {"rigsim", 2, "rigsim: no command given"},
         {"rigsim --fault camera.slow=x -- true", 2, "rigsim: bad value in 'camera.slow=x'"},
         {"rigsim --serve . -- true", 2, "rigsim: --serve takes no command"},
+        {"rigsim --speed nan -- true", 2, "rigsim: --speed must be 0.01 to 1000\n"},
         {"touch camera; rigsim --serve . || rm camera", 0, "rigsim: filesystem error: "},
+        {"ln -s /nowhere/tty camera; rigsim --serve . || rm camera", 0, "rigsim: filesystem error"},
     };
     for (const auto& c : cases) {
         const support::Ended ended = shell(c.script);
@@ -103,6 +105,18 @@ TEST_F(RigsimProgram, ServesPlainLinesUntilItIsTold)
                   "camera ./camera\n88 30 02 FF\nFF FF 01 02 00 FC\n0\nstate\npackets\": 1,\n"
                   "packets\": 1,\nchedOn\": 1\n");
     }
+}
+
+TEST_F(RigsimProgram, ServesAFolderAgainAfterItWasKilled)
+{
+    const support::Ended ended = shell(
+        "mkfifo ready; rigsim --serve . >ready & first=$!; read line <ready; "
+        "rigsim --serve . 2>&1 | sed s/$first/PID/; kill -9 $first; wait $first; "
+        "rigsim --serve . >ready & read line <ready; serial_probe camera 9600 '88 30 01 FF'; "
+        "kill $!; wait $!; echo $?; ls -d camera servos laser");
+    EXPECT_THAT(ended.out,
+                testing::StartsWith("rigsim: .: another rigsim serves it, process PID\n"));
+    EXPECT_THAT(ended.out, testing::ContainsRegex("\n88 30 02 FF\n0\n(ls: .*\n){3}$"));
 }
 
 }  // namespace
