@@ -11,8 +11,6 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "support/program_report.h"
-
 /// Seen by the dynamic linker, which prefers it to the C library's.
 #define PREFERRED extern "C" __attribute__((visibility("default")))
 
@@ -66,8 +64,6 @@ const Scale& scale()
     static const Scale theScale;
     return theScale;
 }
-
-const support::ProgramReport s_report;
 
 }  // namespace
 

@@ -84,8 +84,8 @@ struct Options
     unsigned seed = 1;
     int every = 1;
     std::string only;
-    int part = 1;
-    int parts = 1;
+    int group = 1;
+    int groups = 1;
 };
 
 /// The row of the table that the run belongs to.
@@ -231,7 +231,7 @@ class Matrix
     bool run()
     {
         for (const Command& command : commands())
-            if (isOfPart(command)) m_runs.push_back({&command, "", 0});
+            if (isOfGroup(command)) m_runs.push_back({&command, "", 0});
         const size_t healthy = m_runs.size();
         runFrom(0);
         if (m_bad == 0) {  // else there is nothing to compare with
@@ -259,10 +259,10 @@ class Matrix
             }
     }
 
-    /// Commands go in turn to the parts.
-    bool isOfPart(const Command& command) const
+    /// Commands go in turn to the groups.
+    bool isOfGroup(const Command& command) const
     {
-        return (&command - commands().data()) % m_options.parts == m_options.part - 1;
+        return (&command - commands().data()) % m_options.groups == m_options.group - 1;
     }
 
     int healthyTime_ms(const Command& command)
@@ -275,11 +275,11 @@ class Matrix
         const std::string name = run.command->text + " " + faultOf(run);
         const bool isNamed = name.find(m_options.only) != std::string::npos;
         const bool isDrawn = isNamed && m_drawn++ % m_options.every == 0;
-        if (isDrawn && isOfPart(*run.command)) m_runs.push_back(run);
+        if (isDrawn && isOfGroup(*run.command)) m_runs.push_back(run);
     }
 
     /// Those of the Kinect wait for frames and write the same pictures: one after the other, beside
-    /// the others. ctest runs the parts beside each other.
+    /// the others. ctest runs the groups beside each other.
     void runFrom(size_t first)
     {
         std::atomic<size_t> nextOther = first;
@@ -290,7 +290,7 @@ class Matrix
         };
         std::vector<std::thread> workers;
         workers.emplace_back(work, &nextKinect, true);
-        const unsigned others = m_options.parts > 1 ? 1 : std::thread::hardware_concurrency();
+        const unsigned others = m_options.groups > 1 ? 1 : std::thread::hardware_concurrency();
         for (unsigned i = 0; i < std::max(1U, others); ++i)
             workers.emplace_back(work, &nextOther, false);
         for (std::thread& worker : workers) worker.join();
@@ -399,8 +399,8 @@ int main(int argc, char** argv)
     app.add_option("--seed", options.seed, "of the moments and counts that are drawn (1)");
     app.add_option("--every", options.every, "only each Nth run (1)")->check(CLI::PositiveNumber);
     app.add_option("--only", options.only, "only runs whose command and fault hold this text");
-    app.add_option("--part", options.part, "only the commands of this part, from 1 (1)");
-    app.add_option("--parts", options.parts, "in how many parts the commands are split (1)")
+    app.add_option("--group", options.group, "only the commands of this group, from 1 (1)");
+    app.add_option("--groups", options.groups, "in how many groups the commands are split (1)")
         ->check(CLI::PositiveNumber);
     CLI11_PARSE(app, argc, argv);
     if (const std::string lacking = untested(); !lacking.empty()) {

@@ -1,14 +1,17 @@
-#include "support/program_report.h"
+// Part of a library that is preloaded into a program under test. At the program's ordinary end it
+// writes to the file PROGRAM_REPORT, where there is one, how long the program took by its own
+// monotonic clock, in ms, and below it which devices and files it has left open.
 
 #include <dirent.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <set>
+#include <string>
 
-namespace support
-{
 namespace
 {
 
@@ -38,13 +41,24 @@ std::set<std::string> openDescriptors()
     return found;
 }
 
-}  // namespace
-
-ProgramReport::ProgramReport() : m_start_ms(now_ms()), m_inherited(openDescriptors()) {}
-
-ProgramReport::~ProgramReport()
+/// One static object, from the program's start to its end.
+class ProgramReport
 {
-    const char* const path = std::getenv("PROGRAM_REPORT");
+  public:
+    ProgramReport() = default;
+    ~ProgramReport() { write(std::getenv("PROGRAM_REPORT")); }
+    ProgramReport(const ProgramReport&) = delete;
+    ProgramReport& operator=(const ProgramReport&) = delete;
+
+  private:
+    void write(const char* path) const;
+
+    const int64_t m_start_ms = now_ms();
+    const std::set<std::string> m_inherited = openDescriptors();
+};
+
+void ProgramReport::write(const char* path) const
+{
     if (path == nullptr) return;
     const std::set<std::string> stillOpen = openDescriptors();
     std::FILE* const file = std::fopen(path, "we");
@@ -55,4 +69,6 @@ ProgramReport::~ProgramReport()
     std::fclose(file);
 }
 
-}  // namespace support
+const ProgramReport s_report;
+
+}  // namespace

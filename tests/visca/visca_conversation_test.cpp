@@ -2,10 +2,7 @@
 
 #include <algorithm>
 
-#include "devices/visca/visca_camera.h"
-#include "support/fake_clock.h"
-#include "support/log_capture.h"
-#include "support/scripted_line.h"
+#include "scripted_camera.h"
 
 // Which reply answers what, on a scripted line and on the fake clock.
 
@@ -14,160 +11,9 @@ namespace quill
 namespace
 {
 
-using support::Answer;
-using support::Bytes;
-using support::line;
+using namespace scripted_camera;
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-const Bytes kOpening = {0x88, 0x30, 0x01, 0xFF, 0x88, 0x01, 0x00, 0x01, 0xFF};
-const Bytes kZoomInquiry = {0x81, 0x09, 0x04, 0x47, 0xFF};
-const Bytes kAddress2 = {0x88, 0x30, 0x02, 0xFF};
-const Bytes kCleared = {0x88, 0x01, 0x00, 0x01, 0xFF};
-const Bytes kAcknowledge1 = {0x90, 0x41, 0xFF};
-const Bytes kAcknowledge2 = {0x90, 0x42, 0xFF};
-const Bytes kCompletion1 = {0x90, 0x51, 0xFF};
-const Bytes kCompletion2 = {0x90, 0x52, 0xFF};
-const Bytes kNetworkChange = {0x90, 0x38, 0xFF};
-const Bytes kSyntaxError = {0x90, 0x60, 0x02, 0xFF};
-const Bytes kNotExecutable = {0x90, 0x60, 0x41, 0xFF};
-const Bytes kNotExecutable1 = {0x90, 0x61, 0x41, 0xFF};
-const Bytes kCancelled1 = {0x90, 0x61, 0x04, 0xFF};
-const Bytes kPanTilt = {0x90, 0x50, 0, 0, 6, 4, 0xF, 0xF, 0xE, 0xC, 0xFF};  // 100, -20
-const Bytes kHighPanTilt = {0x90, 0x50, 0x10, 0, 6, 4, 0xF, 0xF, 0xE, 0xC, 0xFF};
-const Bytes kZoom = {0x90, 0x50, 0, 0, 0, 3, 0xFF};
-
-constexpr Duration kTimeout = seconds(5);
-constexpr Duration kDoubtGrace = milliseconds(150);
-
-/// Replies to one request, 1 ms apart.
-Answer replies(const std::vector<Bytes>& packets)
-{
-    Answer answer;
-    for (const Bytes& packet : packets) answer.push_back({packet});
-    return answer;
-}
-
-struct Opened
-{
-    std::shared_ptr<VISCACamera> camera;
-    std::vector<std::string> log;
-    Duration took;
-};
-
-/// Opens the camera; each entry of `script` is what comes back for one request.
-Opened openAs(const std::vector<std::vector<Bytes>>& script)
-{
-    line() = {};
-    for (const auto& entry : script) line().script.push_back(replies(entry));
-    support::LogCapture log;
-    const Time start = Time::now();
-    auto camera = VISCACamera::open("/dev/camera", seconds(1));
-    const Duration took = Time::now() - start;
-    return {camera, log.records(), took};
-}
-
-/// A camera that answers as it should when it is opened, then as scripted.
-std::shared_ptr<VISCACamera> open(std::vector<std::vector<Bytes>> script)
-{
-    script.insert(script.begin(), {kAddress2, kCleared});
-    const Opened opened = openAs(script);
-    EXPECT_THAT(opened.log, ElementsAre());
-    return opened.camera;
-}
-
-TEST(ViscaOpening, FindsACameraWhateverItMakesOfAddressSet)
-{
-    const std::string at38400 =
-        "3 visca: /dev/camera: the camera is set to 38400 bit/s: used at that (at 9600 it is found "
-        "at once)";
-    const struct
-    {
-        const char* what;
-        std::vector<std::vector<Bytes>> script;
-        int took_ms;
-        std::vector<Bytes> sent;
-        int bitRate;
-    } cases[] = {
-        {"answers both", {{kAddress2, kCleared}}, 2, {kOpening}, 9600},
-        {"refuses clear", {{kAddress2, kSyntaxError}}, 2, {kOpening}, 9600},
-        {"ignores clear", {{kAddress2}}, 1 + 200, {kOpening}, 9600},
-        {"the line echoes",
-         {{{0x88, 0x30, 0x01, 0xFF}, kCleared, kAddress2, kCleared}},
-         4,
-         {kOpening},
-         9600},
-        {"something stray is there",
-         {{kCompletion1, kNetworkChange, kAddress2, kCleared}},
-         4 + 20,
-         {kOpening},
-         9600},
-        {"noise behind",
-         {{kAddress2, {0x88, 0x01, 0x00, 0x01, 0xFF, 0x90}}},
-         2 + 20,
-         {kOpening},
-         9600},
-        {"refuses address set",
-         {{kSyntaxError, kCleared}, {kZoom}},
-         2,
-         {kOpening, kZoomInquiry},
-         9600},
-        {"acknowledges address set",
-         {{kAcknowledge1}, {kCleared, kZoom}},
-         3,
-         {kOpening, kZoomInquiry},
-         9600},
-        {"knows inquiries only",
-         {{}, {}, {kZoom}},
-         150 + 1 + 20,
-         {kOpening, kOpening, kZoomInquiry},
-         9600},
-        {"at 38400 bit/s",
-         {{}, {}, {}, {kAddress2, kCleared, kZoom}},
-         300 + 3 + 20,
-         {kOpening, kOpening, kZoomInquiry, kOpening, kZoomInquiry},
-         38400},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        const Opened opened = openAs(c.script);
-        EXPECT_NE(opened.camera, nullptr);
-        EXPECT_EQ(opened.took, milliseconds(c.took_ms));
-        EXPECT_EQ(line().sent, c.sent);
-        EXPECT_EQ(line().bitRate, c.bitRate);
-        EXPECT_EQ(opened.log, c.bitRate == 9600 ? std::vector<std::string>{}
-                                                : std::vector<std::string>{at38400});
-    }
-}
-
-TEST(ViscaOpening, NamesWhatCameWhereItIsOfNoUse)
-{
-    const struct
-    {
-        Bytes usual;
-        const char* reason;
-    } cases[] = {
-        {{}, "no answer"},
-        {kSyntaxError,
-         "no answer of use, what came ends with 90 60 02 FF 90 60 02 FF 90 60 02 FF "
-         "90 60 02 FF"},
-        {{0x00, 0x80},
-         "no answer of use, what came ends with 00 80 00 80 00 80 00 80 00 80 00 80 00 "
-         "80"},
-    };
-    for (const auto& c : cases) {
-        line() = {};
-        if (!c.usual.empty()) line().usual = replies({c.usual});
-        support::LogCapture log;
-        const Time start = Time::now();
-        EXPECT_EQ(VISCACamera::open("/dev/camera", seconds(1)), nullptr);
-        EXPECT_EQ(Time::now() - start, seconds(1));
-        EXPECT_EQ(std::count(line().sent.begin(), line().sent.end(), kOpening), 4);
-        EXPECT_THAT(log.records(),
-                    ElementsAre(std::string("3 visca: /dev/camera: find the camera: ") + c.reason +
-                                " (check the camera's power, cable and bit rate (9600 or 38400))"));
-    }
-}
 
 class ViscaConversation : public testing::Test
 {

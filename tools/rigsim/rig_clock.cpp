@@ -22,7 +22,6 @@
 #include <ctime>
 #include <vector>
 
-#include "support/program_report.h"
 #include "tools/rigsim/clock_packets.h"
 
 /// Seen by the dynamic linker, which prefers it to the C library's.
@@ -195,8 +194,6 @@ __attribute__((constructor)) void makeRigClock()
     static RigClock theClock;
     if (theClock.isThere()) s_rigClock = &theClock;
 }
-
-const support::ProgramReport s_report;
 
 }  // namespace
 
