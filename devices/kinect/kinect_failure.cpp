@@ -126,4 +126,10 @@ Error kinectFailure(const std::string& step, const std::string& libraryError,
             "unplug it and plug it in again; no other program may hold it"};
 }
 
+std::string kinectSysPath()
+{
+    const KinectOnUsb found = findOnUsb("");
+    return found.sensor ? found.sensor->sysPath : "";
+}
+
 }  // namespace quill

@@ -18,4 +18,7 @@ bool tellsOfMissingPermission(const std::string& libraryError);
 Error kinectFailure(const std::string& step, const std::string& libraryError,
                     const std::string& root = "");
 
+/// The folder in which the system describes the sensor; empty where it lists none.
+std::string kinectSysPath();
+
 }  // namespace quill

@@ -4,12 +4,15 @@
 
 #include <csignal>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "common/interrupt.h"
 #include "common/logging.h"
 #include "kinect_failure.h"
 #include "latest_frames.h"
 #include "library_log.h"
+#include "stream_watch.h"
 
 namespace quill
 {
@@ -35,6 +38,22 @@ class SignalsBlocked
     sigset_t m_before;
 };
 
+/// What is left open until the process ends. The library submits its colour transfers before it
+/// starts infrared; when it closes a device whose start has failed, it frees those that are in
+/// flight.
+struct Abandoned
+{
+    std::shared_ptr<LatestFrames> listener;
+    std::unique_ptr<libfreenect2::Freenect2> library;
+    std::unique_ptr<libfreenect2::Freenect2Device> device;
+};
+
+std::vector<Abandoned>& abandoned()
+{
+    static auto* const neverDestroyed = new std::vector<Abandoned>;
+    return *neverDestroyed;
+}
+
 }  // namespace
 
 struct KinectSensor::Impl
@@ -46,10 +65,12 @@ struct KinectSensor::Impl
     // In this order: the device must go before the library and before its listener, the frames.
     std::unique_ptr<libfreenect2::Freenect2> library;
     std::unique_ptr<libfreenect2::Freenect2Device> device;
+    std::optional<StreamWatch> watch;
     std::optional<InterruptCleanup> cleanup;
 
     std::optional<Error> start();
     void stop();
+    void abandon();
 };
 
 std::optional<Error> KinectSensor::Impl::start()
@@ -74,13 +95,24 @@ std::optional<Error> KinectSensor::Impl::start()
     device->setConfiguration(config);
     device->setColorFrameListener(frames.get());
     device->setIrAndDepthFrameListener(frames.get());
-    if (!device->startStreams(isRGBEnabled, true)) return kinectFailure("start", log.cause());
+    if (!device->startStreams(isRGBEnabled, true)) {
+        const Error error = kinectFailure("start", log.cause());
+        if (isRGBEnabled) abandon();
+        return error;
+    }
+    watch.emplace(*frames, isRGBEnabled);
     QUILL_LOG(kTrace, kCategory) << "sensor " << device->getSerialNumber() << " streams";
     return std::nullopt;
 }
 
+void KinectSensor::Impl::abandon()
+{
+    abandoned().push_back({frames, std::move(library), std::move(device)});
+}
+
 void KinectSensor::Impl::stop()
 {
+    watch.reset();
     if (device != nullptr) {
         device->stop();
         device->close();

@@ -31,7 +31,9 @@ class KinectSensor : public std::enable_shared_from_this<KinectSensor>
     /// True finds the sensor, opens it and starts the streams, which may take some seconds; nothing
     /// is done when it streams already. False stops and closes it; the handle keeps its frames.
     /// @return whether it streams now. Why it does not is logged, with the remedy, in one line of
-    /// level 3, category "kinect"; what the library says goes to level 5.
+    /// level 3, category "kinect", and so is the end of streams that nobody has stopped; what the
+    /// library says goes to level 5. A start that fails with colour leaves the device open until
+    /// the process ends.
     bool setMasterSwitch(bool on);
 
     /// The handle to the frames, the same one at every call; never empty.

@@ -96,11 +96,17 @@ void LatestFrames::clear()
     m_dropped = 0;
 }
 
-std::string LatestFrames::summary() const
+LatestFrames::Counts LatestFrames::counts() const
 {
     const std::lock_guard lock(m_mutex);
-    return std::to_string(m_colour.count) + " colour and " + std::to_string(m_infrared.count) +
-           " infrared frames, " + std::to_string(m_dropped) + " dropped";
+    return {m_colour.count, m_infrared.count, m_dropped};
+}
+
+std::string LatestFrames::summary() const
+{
+    const Counts now = counts();
+    return std::to_string(now.colour) + " colour and " + std::to_string(now.infrared) +
+           " infrared frames, " + std::to_string(now.dropped) + " dropped";
 }
 
 }  // namespace quill

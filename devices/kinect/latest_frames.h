@@ -26,6 +26,14 @@ class LatestFrames final : public libfreenect2::FrameListener
 
     void clear();
 
+    /// Since clear().
+    struct Counts
+    {
+        int colour = 0, infrared = 0;
+        int dropped = 0;
+    };
+    Counts counts() const;
+
     /// "3 colour and 5 infrared frames, 1 dropped": since clear().
     std::string summary() const;
 

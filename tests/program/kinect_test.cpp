@@ -2,6 +2,7 @@
 #include <opencv2/imgcodecs.hpp>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
@@ -122,6 +123,31 @@ TEST_F(KinectCommand, InterruptStopsTheSensor)
     EXPECT_THAT(ended.err, HasSubstr("libfreenect2: depth filters off"));
     EXPECT_THAT(ended.err, Not(HasSubstr("libfreenect2: frame"))) << "what it says for debugging";
     EXPECT_FALSE(fs::exists(m_colourFile));
+}
+
+TEST_F(KinectCommand, SaysOnceWhileItWaitsThatNothingMoreWillCome)
+{
+    const struct
+    {
+        const char* faults;
+        const char* line;
+    } cases[] = {
+        {"--fault kinect.unplug=1 --fault kinect.no-infrared",
+         "Kinect: stream: the sensor is gone from the USB bus; [0-9]+ colour and 0 infrared "
+         "frames, 0 dropped so far .plug it in again"},
+        {"--fault kinect.no-colour",
+         "Kinect: stream: no usable colour frame for 2 s; 0 colour and [1-9][0-9]* infrared"},
+        {"--fault kinect.no-colour --fault kinect.no-infrared",
+         "Kinect: stream: no usable frame for 5 s; 0 colour and 0 infrared frames"},
+    };
+    for (const auto& c : cases) {
+        const Ended ended =
+            support::run({"/bin/sh", "-c",
+                          RIGSIM " " + std::string(c.faults) +
+                              " -- timeout -s INT 8 " RIGTOOL " -t commands=kinect"});
+        EXPECT_THAT(ended.err, testing::ContainsRegex("kinect: " + std::string(c.line)));
+        EXPECT_EQ(std::count(ended.err.begin(), ended.err.end(), '\n'), 1) << ended.err;
+    }
 }
 
 TEST_F(KinectCommand, ModuleThatCannotBeLoadedIsNamedAndTheListGoesOn)

@@ -193,7 +193,8 @@ SensorStatus KinectServer::status(MessageKind request) const
     if (!m_state.isPlugged || !m_state.hasPower) return SensorStatus::Absent;
     if (m_faults.has("kinect.no-permission")) return SensorStatus::NoPermission;
     if (m_faults.has("kinect.busy")) return SensorStatus::Busy;
-    if (m_faults.has("kinect.usb2") && request != MessageKind::AskStatus)
+    // Only the isochronous transfers need what USB 2 lacks.
+    if (m_faults.has("kinect.usb2") && request == MessageKind::StartInfrared)
         return SensorStatus::NoStream;
     return SensorStatus::Ready;
 }

@@ -1,5 +1,6 @@
 #include <libfreenect2/libfreenect2.hpp>
 
+#include <cstdlib>
 #include <memory>
 
 #include "log.h"
@@ -29,7 +30,7 @@ class SimulatedDevice final : public Freenect2Device
     explicit SimulatedDevice(std::unique_ptr<const PacketPipeline> pipeline)
         : m_pipeline(std::move(pipeline))
     {}
-    ~SimulatedDevice() override { stopWorkers(); }
+    ~SimulatedDevice() override { close(); }
 
     std::string getSerialNumber() override { return kSerial; }
     void setColorFrameListener(FrameListener* listener) override { m_colourListener = listener; }
@@ -49,6 +50,7 @@ class SimulatedDevice final : public Freenect2Device
         if ((!rgb || m_colour.start(m_colourListener)) &&
             (!depth || m_infrared.start(m_infraredListener)))
             return true;
+        m_hasTransfersInFlight = rgb;
         stopWorkers();
         return false;
     }
@@ -57,7 +59,12 @@ class SimulatedDevice final : public Freenect2Device
         stopWorkers();
         return true;
     }
-    bool close() override { return stop(); }
+    bool close() override
+    {
+        // The library would free them while the USB stack writes to them.
+        if (m_hasTransfersInFlight) std::abort();
+        return stop();
+    }
 
   private:
     void stopWorkers()
@@ -67,6 +74,7 @@ class SimulatedDevice final : public Freenect2Device
     }
 
     std::unique_ptr<const PacketPipeline> m_pipeline;  // ours by the interface; nothing to decode
+    bool m_hasTransfersInFlight = false;               // of colour, after a start that failed
     FrameListener* m_colourListener = nullptr;
     FrameListener* m_infraredListener = nullptr;
     StreamWorker m_colour{Frame::Color};
