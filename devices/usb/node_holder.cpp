@@ -67,11 +67,13 @@ std::set<int> openingProcesses(const struct stat& file)
     return processes;
 }
 
+/// A process that has ended since it was found has no name any more.
 std::string describe(int process)
 {
+    const std::string number = "process " + std::to_string(process);
     std::string name;
     std::getline(std::ifstream("/proc/" + std::to_string(process) + "/comm"), name);
-    return name + ", process " + std::to_string(process);
+    return name.empty() ? number : name + ", " + number;
 }
 
 }  // namespace
