@@ -2,11 +2,11 @@
 
 #include <vector>
 
-#include "camera_test.h"
 #include "rig_guard.h"
 #include "same_device.h"
-#include "servo_test.h"
+#include "test_camera.h"
 #include "test_report.h"
+#include "test_servo.h"
 
 namespace quill::app
 {

@@ -1,4 +1,4 @@
-#include "servo_test.h"
+#include "test_servo.h"
 
 #include <cstdlib>
 #include <optional>
