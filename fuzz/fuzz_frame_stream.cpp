@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "devices/kinect/frame_stream.h"
+#include "tools/kinect_standin/frame_stream.h"
 
 using namespace quill::kinect;
 

@@ -7,9 +7,8 @@ use warnings;
 
 my ($folder, $document) = @ARGV;
 
-# Where literals are no messages: mistakes on the command line, the help, tables on standard output,
-# the sensor's library.
-my $other = qr{/(standin|(common/(command_line|assertions|logging)\w*)|rigtool|device_list|scan_progress|latest_frames)[/.]};
+# Where literals are no messages: mistakes on the command line, the help, tables on standard output.
+my $other = qr{/((common/(command_line|assertions|logging)\w*)|rigtool|device_list|scan_progress|latest_frames)[/.]};
 
 sub contents {
     my ($path) = @_;

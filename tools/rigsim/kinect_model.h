@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "common/time.h"
-#include "devices/kinect/frame_stream.h"
+#include "tools/kinect_standin/frame_stream.h"
 #include "tools/rigsim/bytes.h"
 #include "tools/rigsim/faults.h"
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <optional>
 
-#include "devices/kinect/frame_stream.h"
+#include "tools/kinect_standin/frame_stream.h"
 
 namespace libfreenect2
 {

@@ -1,4 +1,4 @@
-#include "devices/kinect/frame_stream.h"
+#include "tools/kinect_standin/frame_stream.h"
 
 namespace quill::kinect
 {
