@@ -82,6 +82,26 @@ rig_install_notes(rigtool)
 install(TARGETS rigtool_kinect LIBRARY DESTINATION lib/rigtool COMPONENT rigtool-kinect)
 install(FILES ${package_sources}/60-rigtool-kinect.rules
     DESTINATION lib/udev/rules.d COMPONENT rigtool-kinect)
+# A libfreenect2 outside the system's folders goes along, beside the module, under the name by which the
+# module asks for it. No package of the system has it then.
+if(TARGET freenect2_installed)
+    get_target_property(libfreenect2 freenect2_installed INTERFACE_LINK_LIBRARIES)
+    list(FILTER libfreenect2 INCLUDE REGEX "/libfreenect2\\.so")
+    if(libfreenect2 AND NOT libfreenect2 MATCHES "^/(usr/)?lib/")
+        list(GET libfreenect2 0 libfreenect2)
+        execute_process(COMMAND ${CMAKE_OBJDUMP} -p ${libfreenect2}
+            OUTPUT_VARIABLE headers COMMAND_ERROR_IS_FATAL ANY)
+        string(REGEX MATCH "SONAME +([^\n]+)" soname "${headers}")
+        set(soname ${CMAKE_MATCH_1})
+        file(REAL_PATH ${libfreenect2} real_libfreenect2)
+        install(FILES ${real_libfreenect2} DESTINATION lib/rigtool RENAME ${soname} COMPONENT rigtool-kinect)
+        # It may look for its own libraries where it was built.
+        install(CODE "file(RPATH_SET FILE
+            \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/lib/rigtool/${soname}\" NEW_RPATH \"\\\$ORIGIN\")"
+            COMPONENT rigtool-kinect)
+        cmake_path(GET real_libfreenect2 PARENT_PATH libfreenect2_folder)
+    endif()
+endif()
 rig_install_notes(rigtool-kinect)
 
 install(TARGETS rigsim RUNTIME DESTINATION bin COMPONENT rigsim)
@@ -111,7 +131,7 @@ endif()
 set(CPACK_DEBIAN_PACKAGE_SECTION electronics)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY} ${libfreenect2_folder})
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
