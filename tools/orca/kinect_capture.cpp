@@ -1,11 +1,11 @@
-#include "kinect_capture.h"
+#include "tools/orca/kinect_capture.h"
 
 #include <memory>
 
 #include "common/time.h"
 #include "devices/kinect/kinect_sensor.h"
-#include "kinect_conversion.h"
-#include "picture_file.h"
+#include "tools/orca/kinect_conversion.h"
+#include "tools/orca/picture_file.h"
 
 namespace
 {

@@ -1,4 +1,4 @@
-#include "kinect_conversion.h"
+#include "tools/orca/kinect_conversion.h"
 
 #include <opencv2/imgproc.hpp>
 

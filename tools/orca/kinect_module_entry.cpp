@@ -1,5 +1,5 @@
-#include "kinect_capture.h"
 #include "kinect_module.h"
+#include "tools/orca/kinect_capture.h"
 
 extern "C" __attribute__((visibility("default"))) void rigtool_kinect_capture()
 {

@@ -1,4 +1,4 @@
-#include "picture_file.h"
+#include "tools/orca/picture_file.h"
 
 #include <fcntl.h>
 #include <opencv2/imgcodecs.hpp>
