@@ -14,7 +14,7 @@ namespace quill::dynamixel
 using Bytes = std::vector<uint8_t>;
 
 constexpr int kLastServoId = 253;
-constexpr int kBroadcastId = 254;  ///< heard by all servos, answered by none
+constexpr int kBroadcastId = 254;  ///< heard by all servos; they answer a ping only, if at all
 constexpr int kLastAddress = 255;
 
 /// A packet is FF FF id length, instruction or error, parameters, checksum. The length counts what

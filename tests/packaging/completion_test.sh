@@ -38,6 +38,7 @@ offers "commands=pantilt(1,2);resetptz" rigtool -t '"commands=pantilt(1,2);res'
 offers "*commands=kinect *" rigtool -t "'comm"
 
 offers "camera" rigsetup cam
+offers "identify" rigsetup i
 offers "--power" rigsetup camera --po
 offers "on" rigsetup camera --power o
 offers "/dev/ttyUSB1" rigsetup camera --device = /dev/ttyUSB1

@@ -43,7 +43,10 @@ TEST(ServoBusModel, AnswersAtThePaceOfTheLine)
         {"noise before the header", 57143, {{0, "FF 00 FF " + kPing}}, "3124: FF FF 01 02 00 FC"},
         {"damaged", 57143, {{0, "FF FF 01 02 01 FC"}}, "2599: FF FF 01 02 10 EC"},
         {"of a servo that is not there", 57143, {{0, "FF FF 03 02 01 F9"}}, ""},
-        {"broadcast", 57143, {{0, "FF FF FE 02 01 FE"}}, ""},
+        {"ping to all",
+         57143,
+         {{0, "FF FF FE 02 01 FE"}},
+         "2099: FF FF 05 02 00 F8, 3149: FF FF 01 02 00 FC, 4199: FF FF 02 02 00 FB"},
     };
     for (const auto& c : cases) {
         ServoBusModel bus(servos);

@@ -7,6 +7,7 @@
 #include "common/startup.h"
 #include "tools/rigsetup/camera.h"
 #include "tools/rigsetup/consent.h"
+#include "tools/rigsetup/identify.h"
 #include "tools/rigsetup/options.h"
 
 namespace
@@ -17,10 +18,20 @@ using namespace rigsetup;
 constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
 
-int run(const CameraOptions& options, const Asker& asker)
+class Runner
 {
-    return setUpCamera(options, asker);
-}
+  public:
+    explicit Runner(const Options& options)
+        : m_isDryRun(options.isDryRun), m_asker(options.isDryRun, options.isAgreed)
+    {}
+
+    int operator()(const IdentifyOptions& options) const { return identify(options, m_isDryRun); }
+    int operator()(const CameraOptions& options) const { return setUpCamera(options, m_asker); }
+
+  private:
+    bool m_isDryRun;
+    Asker m_asker;
+};
 
 }  // namespace
 
@@ -40,9 +51,7 @@ int main(int argc, char** argv)
     const auto& options = std::get<Options>(parsed);
     quill::setLogLevel(options.logLevel);
     std::shared_ptr<void> guard = quill::g_common_init->init();
-    const Asker asker(options.isDryRun, options.isAgreed);
-    const int status = std::visit([&](const auto& subcommand) { return run(subcommand, asker); },
-                                  options.subcommand);
+    const int status = std::visit(Runner(options), options.subcommand);
     guard.reset();
     return status;
 }

@@ -26,6 +26,7 @@ class Parser
         m_app.footer(
             "Each subcommand has its own --help; man rigsetup tells everything.\n\n"
             "Exit status: 0 done, 1 failed or not agreed to, 2 wrong usage.");
+        addIdentify();
         addCamera();
     }
 
@@ -57,6 +58,16 @@ class Parser
             "-v", [this] { m_options.logLevel = quill::kWire; },
             "Show the bytes on the lines on standard error");
         return sub;
+    }
+
+    void addIdentify()
+    {
+        CLI::App* sub = addSubcommand("identify", "Ask every serial device what it is");
+        sub->add_option("--baudnum", m_identify.baudNumber,
+                        "Baud number at which servos are asked first, 0 to 252 (34)")
+            ->type_name("N")
+            ->check(CLI::Range(0, 252).description(""));
+        sub->callback([this] { m_finish = [this] { m_options.subcommand = m_identify; }; });
     }
 
     void addCamera()
@@ -93,6 +104,7 @@ class Parser
     CLI::App m_app;
     Options m_options;
     std::function<void()> m_finish;
+    IdentifyOptions m_identify;
     CameraOptions m_camera;
     std::string m_power;
 };

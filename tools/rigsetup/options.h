@@ -17,9 +17,15 @@ struct CameraOptions
     std::optional<bool> power;  ///< true: on; false: standby; nothing: look only
 };
 
+/// `rigsetup identify`
+struct IdentifyOptions
+{
+    int baudNumber = 34;  ///< at which servos are asked first: 0..252
+};
+
 struct Options
 {
-    std::variant<CameraOptions> subcommand;
+    std::variant<CameraOptions, IdentifyOptions> subcommand;
     bool isDryRun = false;
     bool isAgreed = false;  ///< --yes
     int logLevel = quill::kWarning;

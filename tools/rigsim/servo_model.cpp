@@ -124,7 +124,7 @@ ServoState ServoModel::state(Time now) const
 
 bool ServoModel::answers(const Request& request) const
 {
-    if (request.id == dxl::kBroadcastId) return false;
+    if (request.id == dxl::kBroadcastId) return request.instruction == dxl::kPing;
     const int level = m_table.value(dxl::kStatusReturnLevel);
     if (request.instruction == dxl::kPing) return true;
     return level >=
