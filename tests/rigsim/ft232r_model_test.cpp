@@ -82,7 +82,9 @@ TEST(Ft232rModel, AnswersWhatItsMakerDescribesAndNothingElse)
          {{0x80, 6, 0x100, 0, 18}},
          "12 01 00 02 00 00 00 08 03 04 01 60 00 06 01 02 03 01"},
         {"no string 4", {{0x80, 6, 0x304, 0, 255}}, "stall"},
-        {"EEPROM write", {{0x40, 0x91, 0, 10, 0}}, "stall"},
+        {"EEPROM write, the pins as before",
+         {{0x40, 0x91, 0x1023, 10, 0}, word(10), mode(0x20F0), kPins},
+         "done, 23 10, done, 00"},
         {"order with data", {{0x40, 0x0B, 0x20F0, 1, 1}, kPins}, "stall, FF"},
         {"unknown", {{0xC0, 0x55, 0, 0, 1}, {0x41, 0x0B, 0x20F0, 1, 0}}, "stall, stall"},
     });

@@ -167,6 +167,9 @@ const std::vector<FaultKind>& faultKinds()
         {"cbus.other-chip", Value::None, {}, "the adapters are no FT232R but an FT230X"},
         {"cbus.no-permission", Value::None, {}, "the adapters' USB nodes cannot be opened"},
         {"cbus.refuse", Value::None, {}, "the bit mode cannot be set"},
+        {"cbus.ignore-write", Value::None, {}, "the EEPROM stays as it is, and no error says so"},
+        {"cbus.cut-write", Value::None, {}, "an adapter is pulled after a word of its EEPROM"},
+        {"cbus.no-serial", Value::None, {}, "the adapters have no serial number"},
         {"cbus.unplug-after", Value::Count, {}, "an adapter is pulled after N requests"},
 
         {"kinect.absent", Value::None, {}, "is not plugged in"},

@@ -24,7 +24,8 @@ constexpr uint8_t kGetStatus = 0x00, kGetDescriptor = 0x06, kGetConfiguration = 
 constexpr uint8_t kReset = 0x00, kSetModemControl = 0x01, kSetFlowControl = 0x02,
                   kSetBitRate = 0x03, kSetData = 0x04, kGetModemStatus = 0x05,
                   kSetEventCharacter = 0x06, kSetErrorCharacter = 0x07, kSetLatency = 0x09,
-                  kGetLatency = 0x0A, kSetBitMode = 0x0B, kReadPins = 0x0C, kReadEeprom = 0x90;
+                  kGetLatency = 0x0A, kSetBitMode = 0x0B, kReadPins = 0x0C, kReadEeprom = 0x90,
+                  kWriteEeprom = 0x91;
 
 constexpr uint8_t kSerialMode = 0x00, kBitBangMode = 0x01, kSynchronousMode = 0x04,
                   kCbusMode = 0x20;
@@ -49,7 +50,10 @@ uint16_t cbusFunctions(const UsbIdentity& identity, const Faults& faults)
 UsbIdentity adapterIdentity(const Faults& faults, int number)
 {
     UsbIdentity identity;
-    identity.serial = fmt::format("RIG{:05}", number);
+    if (faults.has("cbus.no-serial"))
+        identity.serial = "";
+    else
+        identity.serial = fmt::format("RIG{:05}", number);
     if (!faults.has("cbus.other-chip")) return identity;
     identity.product = 0x6015;
     identity.release = kOtherChip;
@@ -60,7 +64,10 @@ UsbIdentity adapterIdentity(const Faults& faults, int number)
 Ft232rModel::Ft232rModel(const UsbIdentity& identity, const Faults& faults)
     : m_identity(identity),
       m_eeprom(eepromImage(identity, cbusFunctions(identity, faults))),
+      m_functions(cbusFunctions(identity, faults)),
       m_refuses(faults.has("cbus.refuse")),
+      m_ignoresWrites(faults.has("cbus.ignore-write")),
+      m_isCutByWrite(faults.has("cbus.cut-write")),
       m_lastRequest(faults.count("cbus.unplug-after"))
 {}
 
@@ -152,6 +159,7 @@ UsbReply Ft232rModel::order(const UsbSetup& setup)
         case kSetErrorCharacter: return {};
         case kSetLatency: m_counts.latencyMs = setup.value & 0xFF; return {};
         case kSetBitMode: return setBitMode(setup.value);
+        case kWriteEeprom: return writeEeprom(setup);
         default: return kStall;
     }
 }
@@ -170,11 +178,21 @@ UsbReply Ft232rModel::setBitMode(uint16_t value)
     return {};
 }
 
+// The pins keep their functions until the next plug-in.
+UsbReply Ft232rModel::writeEeprom(const UsbSetup& setup)
+{
+    ++m_counts.eepromWrites;
+    if (m_isCutByWrite) m_lastRequest = m_counts.requests;
+    if (m_ignoresWrites) return {};
+    const size_t at = setup.index * size_t{2} % m_eeprom.size();
+    m_eeprom[at] = static_cast<uint8_t>(setup.value & 0xFF);
+    m_eeprom[at + 1] = static_cast<uint8_t>(setup.value >> 8);
+    return {};
+}
+
 int Ft232rModel::functionOf(size_t pin) const
 {
-    constexpr size_t kAt = 2 * ft232r::kCbusFunctionsWord;
-    const auto word = static_cast<uint16_t>(m_eeprom[kAt] | m_eeprom[kAt + 1] << 8);
-    return ft232r::cbusFunctionOf(word, static_cast<unsigned int>(pin));
+    return ft232r::cbusFunctionOf(m_functions, static_cast<unsigned int>(pin));
 }
 
 bool Ft232rModel::isOutput(size_t pin) const

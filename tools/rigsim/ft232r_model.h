@@ -40,6 +40,7 @@ struct AdapterState
     std::array<CbusPin, 4> pins;
     int bitMode = 0;  ///< 0: serial port only, 20h: CBUS pins too
     int latencyMs = 16;
+    int eepromWrites = 0;                   ///< words, whether the EEPROM took them or not
     int requests = 0;                       ///< to the chip, descriptors not counted
     std::vector<uint16_t> bitModeRequests;  ///< wValue of the last 1000, refused ones too
     // What programs have asked of the system, granted or not.
@@ -79,6 +80,7 @@ class Ft232rModel
     UsbReply describe(const UsbSetup& setup) const;
     UsbReply order(const UsbSetup& setup);
     UsbReply setBitMode(uint16_t value);
+    UsbReply writeEeprom(const UsbSetup& setup);
     int functionOf(size_t pin) const;
     bool isOutput(size_t pin) const;
     bool levelOf(size_t pin) const;
@@ -86,7 +88,8 @@ class Ft232rModel
 
     UsbIdentity m_identity;
     Bytes m_eeprom;
-    bool m_refuses;
+    uint16_t m_functions;  // that the pins have had since the plug-in
+    bool m_refuses, m_ignoresWrites, m_isCutByWrite;
     std::optional<int64_t> m_lastRequest;  // before it is pulled
     uint8_t m_bitMode = 0, m_bitMask = 0;
     AdapterState m_counts;  // pins and bit mode are not kept there

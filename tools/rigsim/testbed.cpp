@@ -139,6 +139,7 @@ void Testbed::Impl::addTty(const Rig::Line& line, int minor)
 // (in its own table, a link per name) and ioctls. Without the latter the tty would be of no use.
 void Testbed::Impl::addLastingName(const Rig::Line& line, int minor) const
 {
+    if (line.adapter.serial.empty()) return;  // one name would be for all
     const std::string name = lastingName(line);
     const size_t socketName = (root / "ioctl/dev" / name).native().size();
     if (socketName >= sizeof(sockaddr_un::sun_path)) return;
