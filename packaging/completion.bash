@@ -143,7 +143,9 @@ _rigsetup()
         return
     fi
     case $previous in
-        --device) _rigtool_reply "$(_rigtool_devices)" ;;
+        --device | --camera | --servos | --laser) _rigtool_reply "$(_rigtool_devices)" ;;
+        --folder) _rigtool_reply_files -d ;;
+        --backup | --restore) _rigtool_reply_files -f ;;
         --power) _rigtool_reply "on standby" ;;
         *) _rigtool_reply "$("${1/#\~/$HOME}" "$subcommand" --help 2>/dev/null |
             sed -n 's/^  \(-[^ ]*\).*/\1/p' | tr , '\n')" ;;

@@ -15,6 +15,9 @@ namespace
 {
 
 constexpr int kRequestTimeoutMs = 1000;
+constexpr uint8_t kOrderToChip = 0x40;  // bmRequestType
+constexpr uint8_t kWriteEeprom = 0x91;
+constexpr int kEepromWriteLatencyMs = 0x77;
 constexpr int kRelease = 0x0600;  // bcdDevice of every FT232R
 /// Of the other chips that have CBUS pins, at other places of the EEPROM and with other codes.
 constexpr int kReleaseFt232h = 0x0900;
@@ -109,6 +112,41 @@ std::optional<Error> FT232R::readCbusFunction(unsigned int pin, int* function)
     if (ftdi_read_eeprom_location(m_context.get(), ft232r::kCbusFunctionsWord, &functions) != 0)
         return failure("read the function of CBUS" + std::to_string(pin));
     *function = ft232r::cbusFunctionOf(functions, pin);
+    return std::nullopt;
+}
+
+std::optional<Error> FT232R::readEeprom(int address, uint16_t* word)
+{
+    unsigned short value = 0;
+    if (ftdi_read_eeprom_location(m_context.get(), address, &value) != 0)
+        return failure("read word " + std::to_string(address) + " of the EEPROM");
+    *word = value;
+    return std::nullopt;
+}
+
+std::optional<Error> FT232R::writeEeprom(int address, uint16_t word)
+{
+    // libftdi writes single words only beyond those that the chip itself uses.
+    const int result =
+        libusb_control_transfer(m_context->usb_dev, kOrderToChip, kWriteEeprom, word,
+                                static_cast<uint16_t>(address), nullptr, 0, kRequestTimeoutMs);
+    if (result < 0) return failure("write word " + std::to_string(address) + " of the EEPROM");
+    return std::nullopt;
+}
+
+std::optional<Error> FT232R::beginEepromWrite(int* latencyMs)
+{
+    unsigned char latency = 0;
+    if (ftdi_get_latency_timer(m_context.get(), &latency) != 0)
+        return failure("read the latency timer");
+    *latencyMs = latency;
+    return endEepromWrite(kEepromWriteLatencyMs);
+}
+
+std::optional<Error> FT232R::endEepromWrite(int latencyMs)
+{
+    if (ftdi_set_latency_timer(m_context.get(), static_cast<unsigned char>(latencyMs)) != 0)
+        return failure("set the latency timer");
     return std::nullopt;
 }
 

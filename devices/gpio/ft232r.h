@@ -30,6 +30,16 @@ class FT232R
     /// a program may drive it.
     [[nodiscard]] std::optional<Error> readCbusFunction(unsigned int pin, int* function);
 
+    /// One of the EEPROM's words (requests 0x90 and 0x91). Written ones count from the next plug-in
+    /// on. @param address  0..63
+    [[nodiscard]] std::optional<Error> readEeprom(int address, uint16_t* word);
+    [[nodiscard]] std::optional<Error> writeEeprom(int address, uint16_t word);
+
+    /// Around words that are written: the latency timer is what the chip maker's own tool sets.
+    /// @param latencyMs  what it was before
+    [[nodiscard]] std::optional<Error> beginEepromWrite(int* latencyMs);
+    [[nodiscard]] std::optional<Error> endEepromWrite(int latencyMs);
+
     /// Sets all four pins at once (request 0x0B, mode 0x20: CBUS bit bang).
     /// @param outputs  a bit for each pin that is driven; the others float
     /// @param levels   a bit for each pin that is high

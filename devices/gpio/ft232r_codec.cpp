@@ -5,6 +5,16 @@
 namespace quill::ft232r
 {
 
+uint16_t checksumOf(const EepromWords& words)
+{
+    unsigned int sum = 0xAAAA;
+    for (size_t i = 0; i < kChecksumWord; ++i) {
+        sum ^= words[i];
+        sum = (sum << 1 | sum >> 15) & 0xFFFF;
+    }
+    return static_cast<uint16_t>(sum);
+}
+
 std::string cbusFunctionName(int function)
 {
     static const char* const names[] = {"TXDEN",  "PWREN", "RXLED", "TXLED", "TXRXLED",

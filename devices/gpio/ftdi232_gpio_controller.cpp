@@ -75,10 +75,8 @@ void FTDI232GPIOController::warnUnlessIoMode(unsigned int pin)
     if (function == ft232r::kIoMode) return;
     QUILL_LOG(kWarning, kCategory)
         << m_device << ": " << pinName(pin) << " does not follow: the chip's EEPROM makes it "
-        << ft232r::cbusFunctionName(function)
-        << " (give the pin function A, I/O mode, in word 10 of the EEPROM, and keep all the rest: "
-           "a "
-           "tool that builds the content anew loses names, serial number, power and other pins)";
+        << ft232r::cbusFunctionName(function) << " (rigsetup cbus --device " << m_device << " --io "
+        << pin << " puts it into I/O mode)";
 }
 
 bool FTDI232GPIOController::setValue(unsigned int pin, int value)

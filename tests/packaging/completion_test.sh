@@ -37,9 +37,10 @@ offers "commands=laser( commands=laser(n) (-o nospace)" rigtool -t "'commands=la
 offers "commands=pantilt(1,2);resetptz" rigtool -t '"commands=pantilt(1,2);res'
 offers "*commands=kinect *" rigtool -t "'comm"
 
-offers "camera" rigsetup cam
+offers "cbus camera" rigsetup c
 offers "identify" rigsetup i
 offers "--power" rigsetup camera --po
+offers "--install" rigsetup names --in
 offers "on" rigsetup camera --power o
 offers "/dev/ttyUSB1" rigsetup camera --device = /dev/ttyUSB1
 

@@ -6,8 +6,10 @@
 #include "common/standard_streams.h"
 #include "common/startup.h"
 #include "tools/rigsetup/camera.h"
+#include "tools/rigsetup/cbus.h"
 #include "tools/rigsetup/consent.h"
 #include "tools/rigsetup/identify.h"
+#include "tools/rigsetup/names.h"
 #include "tools/rigsetup/options.h"
 
 namespace
@@ -26,6 +28,8 @@ class Runner
     {}
 
     int operator()(const IdentifyOptions& options) const { return identify(options, m_isDryRun); }
+    int operator()(const NamesOptions& options) const { return nameAdapters(options, m_asker); }
+    int operator()(const CbusOptions& options) const { return setUpCbus(options, m_asker); }
     int operator()(const CameraOptions& options) const { return setUpCamera(options, m_asker); }
 
   private:

@@ -27,6 +27,8 @@ class Parser
             "Each subcommand has its own --help; man rigsetup tells everything.\n\n"
             "Exit status: 0 done, 1 failed or not agreed to, 2 wrong usage.");
         addIdentify();
+        addNames();
+        addCbus();
         addCamera();
     }
 
@@ -70,6 +72,52 @@ class Parser
         sub->callback([this] { m_finish = [this] { m_options.subcommand = m_identify; }; });
     }
 
+    void addNames()
+    {
+        CLI::App* sub = addSubcommand("names", "Give the rig's adapters names that stay");
+        const struct
+        {
+            const char* option;
+            std::string* path;
+            const char* help;
+        } ports[] = {
+            {"--camera", &m_names.camera, "The camera's line (the one that answers)"},
+            {"--servos", &m_names.servos, "The servos' line (the one that answers)"},
+            {"--laser", &m_names.laser, "The laser's line (the one without an answer)"},
+        };
+        for (const auto& port : ports)
+            sub->add_option(port.option, *port.path, port.help)->type_name("TTY");
+        sub->add_flag("--install", m_names.installs,
+                      "Write the rule to a file, not to standard output");
+        sub->add_option("--folder", m_names.folder, "Folder of the file (/etc/udev/rules.d)")
+            ->type_name("DIR");
+        sub->callback([this, sub] {
+            if (sub->count("--folder") > 0 && !m_names.installs)
+                throw CLI::ValidationError("--folder", "only with --install");
+            m_finish = [this] { m_options.subcommand = m_names; };
+        });
+    }
+
+    void addCbus()
+    {
+        CLI::App* sub =
+            addSubcommand("cbus", "Show CBUS pins of an FT232R, put them into I/O mode");
+        sub->add_option("--device", m_cbus.device, "Serial line of the adapter (/dev/ttyUSB0)")
+            ->type_name("TTY");
+        sub->add_option("--io", m_cbus.ioPins, "Pins for I/O mode: 1,3")
+            ->type_name("PINS")
+            ->delimiter(',')
+            ->check(CLI::Range(0, 3).description(""));
+        sub->add_option("--backup", m_cbus.backup, "New file for the content before")
+            ->type_name("FILE");
+        sub->add_option("--restore", m_cbus.restore, "Write back such a file")->type_name("FILE");
+        sub->callback([this] {
+            if (!m_cbus.ioPins.empty() && !m_cbus.restore.empty())
+                throw CLI::ValidationError("--io", "not together with --restore");
+            m_finish = [this] { m_options.subcommand = m_cbus; };
+        });
+    }
+
     void addCamera()
     {
         CLI::App* sub = addSubcommand(
@@ -105,6 +153,8 @@ class Parser
     Options m_options;
     std::function<void()> m_finish;
     IdentifyOptions m_identify;
+    NamesOptions m_names;
+    CbusOptions m_cbus;
     CameraOptions m_camera;
     std::string m_power;
 };

@@ -23,9 +23,26 @@ struct IdentifyOptions
     int baudNumber = 34;  ///< at which servos are asked first: 0..252
 };
 
+/// `rigsetup names`. Ports that are not named are found by asking all.
+struct NamesOptions
+{
+    std::string camera, servos, laser;  ///< device nodes or links to them
+    bool installs = false;
+    std::string folder = "/etc/udev/rules.d";
+};
+
+/// `rigsetup cbus`
+struct CbusOptions
+{
+    std::string device = "/dev/ttyUSB0";
+    std::vector<unsigned int> ioPins;  ///< 0..3, to be put into I/O mode
+    std::string backup;                ///< empty: beside the user's data
+    std::string restore;               ///< a backup; empty: none
+};
+
 struct Options
 {
-    std::variant<CameraOptions, IdentifyOptions> subcommand;
+    std::variant<CameraOptions, IdentifyOptions, NamesOptions, CbusOptions> subcommand;
     bool isDryRun = false;
     bool isAgreed = false;  ///< --yes
     int logLevel = quill::kWarning;
