@@ -42,7 +42,7 @@ std::optional<Error> pingAll(const std::string& device, int baudNumber, std::set
     const auto bitRate = bitRateOf(baudNumber);
     if (!bitRate)
         return Error{device, "set baud number " + std::to_string(baudNumber), 0,
-                     "it gives no bit rate", "0..252, the value of the servo's register 4"};
+                     "it gives no bit rate", "0..3999999 do; a servo's register 4 holds 0..254"};
     DeviceLine line;
     if (auto error = line.open(device, *bitRate)) return error;
     line.setLowLatency();
