@@ -104,7 +104,8 @@ TEST(DistantRig, CameraAndServosWorkWithALineDelay)
     EXPECT_THAT(run(camera, "pantilt(30,10)", "100").err, HasSubstr("pan=30 tilt=10 zoom=0"));
     const support::Ended ended = run(servos, "dxlsetpos(1,2060);dxlgetword(1,30)", "100");
     EXPECT_THAT(ended.err, testing::EndsWith("ID 1 Addr: 30 value=2060 0x080c\n"));
-    EXPECT_THAT(run(servos, "dxlgetbyte(1,3)", "0").err, HasSubstr("no answer"))
+    EXPECT_THAT(run(servos, "dxlgetbyte(1,3)", "0").err,
+                testing::AnyOf(HasSubstr("no answer"), HasSubstr("answers were lost or damaged")))
         << "why the delay is to be told";
 }
 
