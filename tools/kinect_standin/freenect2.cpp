@@ -44,7 +44,6 @@ class SimulatedDevice final : public Freenect2Device
             std::string("depth filters ") +
                 (config.EnableBilateralFilter || config.EnableEdgeAwareFilter ? "on" : "off"));
     }
-    bool start() override { return startStreams(true, true); }
     bool startStreams(bool rgb, bool depth) override
     {
         if ((!rgb || m_colour.start(m_colourListener)) &&
@@ -130,21 +129,6 @@ Freenect2Device* Freenect2::openDevice(const std::string& serial, const PacketPi
         return nullptr;
     }
     return new SimulatedDevice(std::move(pipeline));
-}
-
-Freenect2Device* Freenect2::openDevice(const std::string& serial)
-{
-    return openDevice(serial, new CpuPacketPipeline);
-}
-
-Freenect2Device* Freenect2::openDefaultDevice(const PacketPipeline* factory)
-{
-    return openDevice(getDefaultDeviceSerialNumber(), factory);
-}
-
-Freenect2Device* Freenect2::openDefaultDevice()
-{
-    return openDefaultDevice(new CpuPacketPipeline);
 }
 
 }  // namespace libfreenect2

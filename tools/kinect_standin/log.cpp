@@ -26,11 +26,6 @@ Logger::Level Logger::level() const
     return level_;
 }
 
-Logger* getGlobalLogger()
-{
-    return currentLogger().get();
-}
-
 void setGlobalLogger(Logger* logger)
 {
     std::shared_ptr<Logger> replaced(logger);

@@ -29,8 +29,6 @@ class Freenect2Device
 
     virtual void setConfiguration(const Config& config) = 0;
 
-    /// Both streams.
-    virtual bool start() = 0;
     /// @param depth  infrared comes with it
     virtual bool startStreams(bool rgb, bool depth) = 0;
     /// No listener is called any more once it returns.
@@ -56,9 +54,6 @@ class Freenect2
     /// @param factory  owned by the library from now on, whatever the result
     /// @return null on failure; to be deleted by the caller
     Freenect2Device* openDevice(const std::string& serial, const PacketPipeline* factory);
-    Freenect2Device* openDevice(const std::string& serial);
-    Freenect2Device* openDefaultDevice(const PacketPipeline* factory);
-    Freenect2Device* openDefaultDevice();
 };
 
 }  // namespace libfreenect2

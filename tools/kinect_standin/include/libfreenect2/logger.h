@@ -22,8 +22,6 @@ class Logger
     Level level_ = Warning;
 };
 
-Logger* getGlobalLogger();
-
 /// @param logger  owned by the library from now on, which deletes the one before; null: none
 void setGlobalLogger(Logger* logger);
 
