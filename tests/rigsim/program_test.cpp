@@ -107,6 +107,24 @@ TEST_F(RigsimProgram, ServesPlainLinesUntilItIsTold)
     }
 }
 
+TEST_F(RigsimProgram, WaitsForNoReaderOfItsFiles)
+{
+    const support::Ended unread = shell("mkfifo f; timeout -k 1 20 rigsim --state f -- true");
+    EXPECT_EQ(unread.status, 125);
+    EXPECT_EQ(unread.out, "rigsim: f: nobody reads this FIFO (start its reader first)\n");
+
+    // A reader that stalls: the FIFO holds some 3,000 lines.
+    const support::Ended stalled = shell(
+        "sleep 60 <f & reader=$!; mkfifo g; (cat >state) <g & "
+        "timeout -k 1 50 rigsim --speed 1000 --trace f --state g -- sh -c 'for i in 1 2 3 4 5 6; "
+        "do "
+        "yes 0123456789012345678901234567890 | head -c 60000 >/dev/ttyUSB2; done'; "
+        "echo $?; kill $reader; wait; grep -c packets state");
+    EXPECT_THAT(stalled.out, testing::ContainsRegex(
+                                 "^rigsim: f: its reader was too slow: [0-9]+ lines are missing\n"
+                                 "0\n2\n"));
+}
+
 TEST_F(RigsimProgram, ServesAFolderAgainAfterItWasKilled)
 {
     const support::Ended ended = shell(

@@ -2,11 +2,12 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <memory>
+#include <optional>
 #include <system_error>
 
 #include "tools/rigsim/command.h"
 #include "tools/rigsim/options.h"
+#include "tools/rigsim/output_file.h"
 #include "tools/rigsim/served_links.h"
 #include "tools/rigsim/signals.h"
 #include "tools/rigsim/testbed.h"
@@ -16,34 +17,13 @@ namespace
 
 using namespace rigsim;
 
-constexpr const char* kStandardOutput = "standard output";
-
 constexpr int kWrongUsage = 2;
 constexpr int kRigFailed = 125;  // as of env(1) and timeout(1): their own trouble, not COMMAND's
 
-struct CloseFile
+void print(const std::string& text)
 {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
-
-std::system_error fileError(const std::string& path)
-{
-    return {errno, std::generic_category(), path};
-}
-
-// Opened before anything runs: a path that cannot be written is told at once.
-File openForWriting(const std::string& path)
-{
-    if (path.empty()) return nullptr;
-    File file(std::fopen(path.c_str(), "we"));
-    if (!file) throw fileError(path);
-    return file;
-}
-
-void write(std::FILE* file, const std::string& text, const std::string& path)
-{
-    if (std::fputs(text.c_str(), file) < 0 || std::fflush(file) != 0) throw fileError(path);
+    if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0)
+        throw std::system_error(errno, std::generic_category(), "standard output");
 }
 
 int serve(const Rig& rig, const std::string& folder, const Signals& signals)
@@ -52,7 +32,7 @@ int serve(const Rig& rig, const std::string& folder, const Signals& signals)
     std::string list;
     for (const auto& path : links.paths())
         list += fmt::format("{} {}\n", path.filename().string(), path.string());
-    write(stdout, list, kStandardOutput);
+    print(list);
     signals.wait();
     return 0;
 }
@@ -66,13 +46,15 @@ int runInTestbed(Rig& rig, const std::vector<std::string>& command, const Signal
 int run(const Options& options)
 {
     const Signals signals(!options.serveFolder.empty());
-    const File stateFile = openForWriting(options.stateFile);
+    // Opened before anything runs: a path that cannot be written is told at once.
+    std::optional<OutputFile> stateFile;
+    if (!options.stateFile.empty()) stateFile.emplace(options.stateFile);
     Rig rig(options.rig);
     const int status = options.serveFolder.empty() ? runInTestbed(rig, options.command, signals)
                                                    : serve(rig, options.serveFolder, signals);
     if (!stateFile) return status;
     rig.settle();
-    write(stateFile.get(), rig.stateJson(), options.stateFile);
+    stateFile->write(rig.stateJson());
     return status;
 }
 
@@ -87,7 +69,7 @@ int main(int argc, char** argv)
     }
     try {
         if (const auto* options = std::get_if<Options>(&parsed)) return run(*options);
-        write(stdout, std::get<HelpText>(parsed).text, kStandardOutput);
+        print(std::get<HelpText>(parsed).text);
         return 0;
     } catch (const std::exception& error) {
         fmt::print(stderr, "rigsim: {}\n", error.what());

@@ -23,12 +23,13 @@ Signals::Signals(bool serves)
     sigemptyset(&m_toDefault);
     sigaddset(&m_waited, SIGTERM);
     if (!isIgnored(SIGHUP)) sigaddset(&m_waited, SIGHUP);  // nohup
+    std::signal(SIGPIPE, SIG_IGN);  // a reader that goes does not take the rig with it
     if (serves) {
         sigaddset(&m_waited, SIGINT);
     } else {
         std::signal(SIGCHLD, SIG_DFL);
         sigaddset(&m_waited, SIGCHLD);
-        sigaddset(&m_toDefault, SIGPIPE);  // ignored by the testbed's library, for rigsim only
+        sigaddset(&m_toDefault, SIGPIPE);
         for (const int signal : {SIGINT, SIGQUIT}) {
             if (isIgnored(signal)) continue;
             std::signal(signal, SIG_IGN);

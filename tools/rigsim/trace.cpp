@@ -3,24 +3,22 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include <cerrno>
-#include <cstring>
+#include <cstdio>
 #include <system_error>
-#include <utility>
 
 namespace rigsim
 {
 
-Trace::Trace(const std::string& path) : m_path(path)
+Trace::Trace(const std::string& path)
 {
-    if (path.empty()) return;
-    m_file = std::fopen(path.c_str(), "we");
-    if (!m_file) throw std::system_error(errno, std::generic_category(), path);
+    if (!path.empty()) m_file = std::make_unique<OutputFile>(path);
 }
 
 Trace::~Trace()
 {
-    if (m_file) std::fclose(m_file);
+    if (m_file && m_lost > 0)
+        fmt::print(stderr, "rigsim: {}: its reader was too slow: {} lines are missing\n",
+                   m_file->path(), m_lost);
 }
 
 void Trace::add(quill::Time at, const std::string& device, const char* direction,
@@ -28,12 +26,14 @@ void Trace::add(quill::Time at, const std::string& device, const char* direction
 {
     if (!m_file) return;
     const double ms = static_cast<double>(at.nanoseconds()) / 1e6;
-    fmt::print(m_file, "{:10.3f} {} {} {:02X}{}\n", ms, device, direction, fmt::join(bytes, " "),
-               remark);
-    if (std::fflush(m_file) == 0) return;  // flushed: readable while the rig runs
-    const int number = errno;
-    fmt::print(stderr, "rigsim: {}: {} (the trace ends here)\n", m_path, std::strerror(number));
-    std::fclose(std::exchange(m_file, nullptr));
+    const std::string line = fmt::format("{:10.3f} {} {} {:02X}{}\n", ms, device, direction,
+                                         fmt::join(bytes, " "), remark);
+    try {
+        if (!m_file->offer(line)) ++m_lost;
+    } catch (const std::system_error& error) {
+        fmt::print(stderr, "rigsim: {} (the trace ends here)\n", error.what());
+        m_file.reset();
+    }
 }
 
 }  // namespace rigsim
