@@ -154,6 +154,7 @@ std::vector<ProbedPort> probeAllPorts(int baudNumber, quill::Duration limit)
     const quill::Time deadline = quill::Time::now() + limit;
     auto ports = listPorts();
     std::vector<std::unique_ptr<ProbeProcess>> processes;
+    processes.reserve(ports.size());
     for (const ProbedPort& port : ports)
         processes.push_back(port.whyNot.empty()
                                 ? std::make_unique<ProbeProcess>(port.device.path, baudNumber)
