@@ -61,7 +61,8 @@ class ProbeProcess
         char buffer[4096];
         const ssize_t got = ::read(m_pipe, buffer, sizeof buffer);
         if (got > 0) m_text.append(buffer, static_cast<size_t>(got));
-        m_isComplete = got == 0 || (got < 0 && errno != EINTR);
+        if (got == 0) m_isComplete = true;
+        if (got < 0 && errno != EINTR) giveUp(errno);
     }
 
     Finding finding() const

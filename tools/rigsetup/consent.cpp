@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 
 #include "common/interrupt.h"
@@ -12,12 +13,12 @@ namespace rigsetup
 namespace
 {
 
-/// A line of standard input; empty at its end.
+/// A line of standard input; empty at its end, or when it cannot be waited for.
 std::string readAnswer()
 {
     pollfd ready[] = {{STDIN_FILENO, POLLIN, 0}, {quill::interruptDescriptor(), POLLIN, 0}};
-    while (::poll(ready, 2, -1) < 0) {
-    }  // a signal
+    while (::poll(ready, 2, -1) < 0)
+        if (errno != EINTR) return "";
     quill::heedInterrupt();
     char text[64] = "";
     const ssize_t got = ::read(STDIN_FILENO, text, sizeof text);
